@@ -1,0 +1,40 @@
+// Constants of the NIS format as this exporter writes it.
+#ifndef REELWRIGHT_NIS_NISFORMAT_H
+#define REELWRIGHT_NIS_NISFORMAT_H
+
+#include <cstdint>
+
+#include "liteiff/LiteIFF.h"
+
+namespace rw {
+
+constexpr uint32_t kChunkNis = MakeChunkId("NIS ");
+constexpr uint32_t kChunkName = MakeChunkId("NAME");
+constexpr uint32_t kChunkVers = MakeChunkId("VERS");
+constexpr uint32_t kChunkInfo = MakeChunkId("INFO");
+constexpr uint32_t kChunkAnim = MakeChunkId("ANIM");
+constexpr uint32_t kChunkLead = MakeChunkId("LEAD");
+constexpr uint32_t kChunkFolw = MakeChunkId("FOLW");
+constexpr uint32_t kChunkCmra = MakeChunkId("CMRA");
+
+constexpr const char* kNisTitle = "Homeworld2 NIS File";
+constexpr uint32_t kNisVersion = 256;
+
+constexpr const char* kEmptyCurve = "ANIM_Empty";
+constexpr const char* kEmptyLeader = "LEAD_Empty";
+constexpr const char* kEmptyFollower = "FOLW_Empty";
+constexpr const char* kCurvePrefix = "ANIM_";
+constexpr const char* kLeaderPrefix = "LEAD_";
+constexpr const char* kFollowerPrefix = "FOLW_";
+constexpr const char* kCameraPrefix = "CAM_";
+constexpr const char* kIgnoredPrefix = "IG_";
+
+// Rotation order tag of every LEAD and FOLW record: " ZYX" in file order.
+constexpr uint8_t kZyxTag[4] = {0x20, 0x5A, 0x59, 0x58};
+
+// The five numbers of every camera record: focal length and film aperture (mm), near and far clip.
+constexpr double kCameraParams[5] = {21.8, 31.92, 24.0, 1.0, 10000000.0};
+
+}  // namespace rw
+
+#endif

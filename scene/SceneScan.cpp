@@ -1,0 +1,5 @@
+#include "export/NisScene.h"
+
+namespace rw {
+bool NisScene::ScanScene() { return true; }
+}  // namespace rw

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Installs what building and testing Reelwright needs on Debian 12, and nothing that is there
+# already. Usage: scripts/setup-debian.sh [--cross]   (--cross: MinGW-w64, wine and Xvfb too)
+set -euo pipefail
+
+packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev)
+if [[ "${1:-}" == "--cross" ]]; then
+  packages+=(g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64 wine64 xvfb xauth)
+fi
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+sudo=""
+[[ $(id -u) -ne 0 ]] && sudo="sudo"
+echo "Installing: ${missing[*]}"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"

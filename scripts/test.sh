@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Builds and runs every test: a warnings-as-errors build, an AddressSanitizer and
+# UndefinedBehaviorSanitizer build, the reader fuzzers for a short while, and the plug-in DLL
+# under wine. Installs what it needs first (Debian).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+jobs=$(nproc)
+
+scripts/setup-debian.sh --cross
+
+echo "== release build, warnings are errors"
+cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DREELWRIGHT_WERROR=ON -DREELWRIGHT_BENCH=ON
+cmake --build build/release -j "$jobs"
+ctest --test-dir build/release --output-on-failure -j "$jobs"
+
+echo "== AddressSanitizer and UndefinedBehaviorSanitizer build"
+cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DREELWRIGHT_WERROR=ON -DREELWRIGHT_SANITIZE=ON
+cmake --build build/asan -j "$jobs"
+ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build/asan --output-on-failure -j "$jobs"
+
+if [[ -x scripts/fuzz.sh ]]; then
+  echo "== fuzzers"
+  scripts/fuzz.sh
+fi
+
+if [[ -x scripts/wine-test.sh ]]; then
+  echo "== plug-in DLL under wine"
+  scripts/wine-test.sh
+fi
+echo "All test stages passed."

@@ -1,0 +1,119 @@
+#include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace rw::test {
+namespace {
+
+class RecordingWindow final : public LogWindow {
+ public:
+  explicit RecordingWindow(RecordingPlatform& owner) : owner_(owner) {
+    ++owner_.windowsCreated;
+    owner_.windowText.clear();
+    owner_.printedText.clear();
+  }
+  ~RecordingWindow() override { ++owner_.windowsDestroyed; }
+  void SetText(const std::string& text) override { owner_.windowText = text; }
+  void Repaint(uint32_t flags) override { owner_.repaintFlags.push_back(flags); }
+  void Printed(const std::string& text) override { owner_.printedText += text; }
+
+ private:
+  RecordingPlatform& owner_;
+};
+
+}  // namespace
+
+RecordingPlatform::RecordingPlatform(std::string answerPath, bool cancelDialog)
+    : answer(std::move(answerPath)), cancel(cancelDialog) {
+  SetPlatform(this);
+}
+
+RecordingPlatform::~RecordingPlatform() { SetPlatform(nullptr); }
+
+bool RecordingPlatform::GetSaveFileName(SaveFileRequest& request) {
+  Request copy;
+  copy.fields = request;
+  copy.filterBytes.assign(request.filter, 128);
+  copy.fileText = request.file;
+  copy.fileTitleText = request.fileTitle;
+  copy.defExtBytes.assign(request.defExt, 32);
+  requests.push_back(copy);
+  if (cancel) return false;
+  std::snprintf(request.file, request.maxFile, "%s", answer.c_str());
+  return true;
+}
+
+void RecordingPlatform::ShowMessageBox(const char* text, const char* caption, uint32_t style) {
+  boxes.push_back({text, caption, style});
+}
+
+std::unique_ptr<LogWindow> RecordingPlatform::CreateLogWindow() { return std::make_unique<RecordingWindow>(*this); }
+
+ScratchDir::ScratchDir() {
+  const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+  std::string name = info ? std::string(info->test_suite_name()) + "." + info->name() : "scratch";
+  for (char& c : name)
+    if (c == '/') c = '_';
+  dir_ = std::string(RW_BINARY_DIR) + "/scratch/" + name;
+  std::filesystem::remove_all(dir_);
+  std::filesystem::create_directories(dir_);
+}
+
+ScratchDir::~ScratchDir() {
+  std::error_code ignored;
+  std::filesystem::remove_all(dir_, ignored);
+}
+
+std::string ScratchDir::Path(const std::string& name) const { return dir_ + "/" + name; }
+
+std::string ReadFileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+bool FileExists(const std::string& path) { return std::filesystem::exists(path); }
+
+void WriteFileBytes(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out << bytes;
+}
+
+std::string FromHex(const std::string& hex) {
+  std::string bytes;
+  int high = -1;
+  for (char c : hex) {
+    int v;
+    if (c >= '0' && c <= '9') v = c - '0';
+    else if (c >= 'a' && c <= 'f') v = c - 'a' + 10;
+    else if (c >= 'A' && c <= 'F') v = c - 'A' + 10;
+    else continue;
+    if (high < 0) {
+      high = v;
+    } else {
+      bytes += static_cast<char>(high * 16 + v);
+      high = -1;
+    }
+  }
+  return bytes;
+}
+
+std::string ToHex(const std::string& bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string out;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (i) out += ' ';
+    const auto b = static_cast<unsigned char>(bytes[i]);
+    out += kDigits[b >> 4];
+    out += kDigits[b & 15];
+  }
+  return out;
+}
+
+}  // namespace rw::test

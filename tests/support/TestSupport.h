@@ -1,0 +1,67 @@
+// Shared by the test programs: a platform that answers the dialog and records what the run
+// showed, scratch files, and hex listings.
+#ifndef REELWRIGHT_TESTS_SUPPORT_TESTSUPPORT_H
+#define REELWRIGHT_TESTS_SUPPORT_TESTSUPPORT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace rw::test {
+
+// Answers the save-file dialog with a fixed path (or cancels) and records every request,
+// box and window. Installs itself on construction and restores the headless platform after.
+class RecordingPlatform : public Platform {
+ public:
+  struct Box {
+    std::string text, caption;
+    uint32_t style;
+  };
+  struct Request {  // copies of the request's fields and buffers at the time of the call
+    SaveFileRequest fields;
+    std::string filterBytes;  // all 128 bytes
+    std::string fileText, fileTitleText, defExtBytes;  // defExtBytes: all 32 bytes
+  };
+
+  explicit RecordingPlatform(std::string answer = "", bool cancel = false);
+  ~RecordingPlatform() override;
+
+  bool GetSaveFileName(SaveFileRequest& request) override;
+  void ShowMessageBox(const char* text, const char* caption, uint32_t style) override;
+  std::unique_ptr<LogWindow> CreateLogWindow() override;
+
+  std::string answer;
+  bool cancel;
+  std::vector<Request> requests;
+  std::vector<Box> boxes;
+  int windowsCreated = 0;
+  int windowsDestroyed = 0;
+  std::string windowText;       // what the newest window shows now
+  std::string printedText;      // every print of the newest window, in order
+  std::vector<uint32_t> repaintFlags;
+};
+
+// A fresh, empty directory under the build tree for this test; removed when the object ends.
+class ScratchDir {
+ public:
+  ScratchDir();
+  ~ScratchDir();
+  std::string Path(const std::string& name) const;  // dir + "/" + name
+  const std::string& dir() const { return dir_; }
+
+ private:
+  std::string dir_;
+};
+
+std::string ReadFileBytes(const std::string& path);  // empty when missing
+bool FileExists(const std::string& path);
+void WriteFileBytes(const std::string& path, const std::string& bytes);
+// "46 4F 52 4D ..." to bytes; white space and line breaks between pairs are ignored.
+std::string FromHex(const std::string& hex);
+std::string ToHex(const std::string& bytes);  // upper case, one blank between bytes
+
+}  // namespace rw::test
+
+#endif
