@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include "log/ExportLog.h"
+#include "tests/support/TestSupport.h"
+
+namespace rw {
+namespace {
+
+// Each test starts without sections or window, as after module load.
+class ExportLogTest : public ::testing::Test {
+ protected:
+  void SetUp() override { LogCloseAll(); }
+  void TearDown() override { LogCloseAll(); }
+  test::RecordingPlatform platform;
+};
+
+struct LineEndCase {
+  const char* in;
+  const char* out;
+};
+
+TEST(ConvertLineEnds, AddsCrOnlyWhereTheSourceHasNone) {
+  const LineEndCase cases[] = {
+      {"a\nb\n", "a\r\nb\r\n"},  // LF becomes CR LF
+      {"\r\n", "\r\n"},          // a pair stays two characters
+      {"\n\n", "\r\n\r\n"},      // two LFs, two pairs
+      {"\nx", "\r\nx"},          // an LF as the very first character
+      {"a\rb", "a\rb"},          // a lone CR stays
+      {"\r\r\n", "\r\r\n"},      // the LF looks at the character right before it
+      {"", ""},
+  };
+  for (const LineEndCase& c : cases) EXPECT_EQ(ConvertLineEnds(c.in), c.out) << test::ToHex(c.in);
+}
+
+TEST_F(ExportLogTest, PrintsWithoutSectionsGoNowhere) {
+  EXPECT_FALSE(LogRefresh());  // no window before the first run
+  LogPrint("lost\n");
+  EXPECT_EQ(LogSectionCount(), 0u);
+  LogCreateWindow();
+  EXPECT_TRUE(LogRefresh());  // a window, but nothing to show
+  EXPECT_EQ(platform.windowText, "");
+}
+
+TEST_F(ExportLogTest, EveryPrintGoesIntoEverySectionAndTheWindowShowsTheTop) {
+  LogCreateWindow();
+  LogOpenSection();
+  LogPrint("a\n");
+  LogOpenSection();
+  EXPECT_EQ(platform.windowText, "a\r\n");  // opening alone does not touch the window
+  LogPrint("b%d\n", 2);
+  EXPECT_EQ(LogSectionText(0), "a\r\nb2\r\n");
+  EXPECT_EQ(LogSectionText(1), "b2\r\n");
+  EXPECT_EQ(platform.windowText, "b2\r\n");
+  EXPECT_EQ(platform.repaintFlags.back(), 0x105u);
+  LogCloseSection();
+  LogCloseSection();  // the bottom section is never removed this way
+  EXPECT_EQ(LogSectionCount(), 1u);
+}
+
+TEST_F(ExportLogTest, SectionEndingWithCrDoesNotPairWithTheNextPrint) {
+  LogOpenSection();
+  LogPrint("x\r");
+  LogPrint("\ny");
+  EXPECT_EQ(LogTopText(), "x\r\r\ny");
+}
+
+TEST_F(ExportLogTest, StageFrameLeavesHeadBodyAndEndInTheEnclosingSection) {
+  LogCreateWindow();
+  LogOpenSection();
+  LogOpenStage("NIS Header");
+  LogWarning("Bone \"%s\" odd\nsecond line\n", "B");
+  LogEndStage();
+  const std::string expected =
+      "======================== NIS Header ========================\r\n"
+      "WARNING: Bone \"B\" odd\r\nsecond line\r\n"
+      "\r\n======================== End ========================\r\n";
+  EXPECT_EQ(LogSectionCount(), 1u);
+  EXPECT_EQ(LogSectionText(0), expected);
+  EXPECT_EQ(platform.windowText, expected);  // the refresh falls back to the enclosing section
+  EXPECT_EQ(platform.printedText, expected);  // every text once, in order
+}
+
+TEST_F(ExportLogTest, ErrorPrefixGoesIntoAllSections) {
+  LogOpenSection();
+  LogOpenSection();
+  LogError("bad %s\n", "thing");
+  EXPECT_EQ(LogSectionText(0), "ERROR: bad thing\r\n");
+  EXPECT_EQ(LogSectionText(1), "ERROR: bad thing\r\n");
+}
+
+TEST_F(ExportLogTest, CloseAllEndsEverySectionDiscardsTextAndDestroysTheWindow) {
+  LogCreateWindow();
+  LogOpenSection();
+  LogOpenStage("NIS Export");
+  LogPrint("old run\n");
+  LogCloseAll();
+  EXPECT_EQ(LogSectionCount(), 0u);
+  EXPECT_EQ(platform.windowsDestroyed, 1);
+  EXPECT_FALSE(LogRefresh());
+  LogOpenSection();
+  LogPrint("new\n");
+  EXPECT_EQ(LogSectionText(0), "new\r\n");  // nothing of the previous run remains
+}
+
+TEST_F(ExportLogTest, LongPrintsAreKeptWholeBeforeAndAfterConversion) {
+  LogOpenSection();
+  const std::string path(1000, 'p');
+  LogPrint("Exporting NIS to \"%s\"...\n", path.c_str());
+  EXPECT_EQ(LogTopText(), "Exporting NIS to \"" + path + "\"...\r\n");
+  const std::string lines(300, '\n');  // 300 characters that grow to 600
+  LogPrint("%s", lines.c_str());
+  EXPECT_EQ(LogTopText().size(), 1000u + 24u + 600u);
+}
+
+}  // namespace
+}  // namespace rw
