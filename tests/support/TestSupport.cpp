@@ -7,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "log/ExportLog.h"
+
 namespace rw::test {
 namespace {
 
@@ -33,7 +35,11 @@ RecordingPlatform::RecordingPlatform(std::string answerPath, bool cancelDialog)
   SetPlatform(this);
 }
 
-RecordingPlatform::~RecordingPlatform() { SetPlatform(nullptr); }
+// The log's window points back at this platform: end it first, as a module unload would.
+RecordingPlatform::~RecordingPlatform() {
+  LogCloseAll();
+  SetPlatform(nullptr);
+}
 
 bool RecordingPlatform::GetSaveFileName(SaveFileRequest& request) {
   Request copy;

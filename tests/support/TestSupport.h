@@ -12,7 +12,8 @@
 namespace rw::test {
 
 // Answers the save-file dialog with a fixed path (or cancels) and records every request,
-// box and window. Installs itself on construction and restores the headless platform after.
+// box and window. Installs itself on construction; on destruction it ends the log (which
+// destroys the window) and restores the headless platform.
 class RecordingPlatform : public Platform {
  public:
   struct Box {
