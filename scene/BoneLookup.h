@@ -27,8 +27,8 @@ msBone* FindBoneByName(msModel* model, const std::string& name);
 
 // "Root", the bone's ancestors from the top down, and its own name, joined by "|". A parent
 // name that no bone bears ends the climb but stands in the path; a null bone gives "Root|".
-// A chain of parent names that comes back to a bone already on it ends the climb there, and
-// *looped (when given) is set.
+// A chain of parent names that comes back to a bone already on it ends the climb before the
+// repeat, so each bone stands in the path once, and *looped (when given) is set. Any length.
 std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped = nullptr);
 std::string BuildBonePath(msModel* model, msBone* bone);  // the same through a fresh lookup
 

@@ -16,7 +16,9 @@ std::string StripQuotes(const std::string& text);      // without any ", ' or `
 // Digits with "." or "," as the point and an "e"/"E" exponent, up to the first character that
 // cannot go on; never fails. No sign of its own.
 double TextToNumber(const std::string& text);
-// Decimal text of a whole number from 0 to 2^31 - 1.
+// Decimal text of a whole number from 0 to 2^31 - 1 (the only numbers callers pass). Others:
+// "-" before a negative number, the whole part up to 2^63 (beyond it, and NaN, give "0"), and
+// a fraction after "." digit by digit while more than 0.0001 is left; at most 63 characters.
 std::string NumberToText(double number);
 // Drops the fraction toward zero and keeps the low 32 bits, as a signed number. Values beyond
 // the 64-bit range and NaN give 0.
