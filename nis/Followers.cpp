@@ -1,0 +1,58 @@
+// The FOLW chunk: for every accepted bone a follower, the name that cameras and scripts use,
+// with its leader and the sob type and name from the bone's comment.
+#include "export/NisScene.h"
+#include "log/ExportLog.h"
+#include "nis/NisFormat.h"
+#include "nis/NisWrite.h"
+#include "scene/CommentOptions.h"
+#include "scene/HostText.h"
+
+namespace rw {
+namespace {
+
+// Followers carry no motion of their own: every curve slot names the placeholder curve.
+void WriteFollowerRecord(LiteIFF& iff, const std::string& followerName, const std::string& leaderName,
+                         const std::string& sobType, const std::string& sobName) {
+  static const std::string kEmptyCurves[6] = {kEmptyCurve, kEmptyCurve, kEmptyCurve,
+                                              kEmptyCurve, kEmptyCurve, kEmptyCurve};
+  static const double kZeros[6] = {0, 0, 0, 0, 0, 0};
+  iff.WriteString(followerName);
+  iff.WriteString(leaderName);
+  iff.WriteString(sobType);
+  iff.WriteString(sobName);
+  WriteMotionTail(iff, kEmptyCurves, kZeros);
+}
+
+}  // namespace
+
+bool NisScene::WriteFollowers() {
+  LogOpenStage("Followers");
+  iff->OpenChunk(kChunkFolw);
+  WriteU32(*iff, static_cast<uint32_t>(bonePaths.size() + 1));
+  WriteFollowerRecord(*iff, kEmptyFollower, kEmptyLeader, kNoSobType, "");
+
+  for (size_t i = 0; i < bonePaths.size(); ++i) {
+    const std::string& path = bonePaths[i];
+    const std::string comment = ReadBoneComment(i < bones.size() ? bones[i] : nullptr);
+    std::string sobType = GetOption(comment, kOptionSobType);
+    std::string sobName = GetOption(comment, kOptionSobName);
+    if (IsCameraPath(path)) {
+      sobType = kCameraSobType;
+      sobName.clear();
+      LogPrint("Writing follower information for camera (on bone) #%d...\n", static_cast<int>(i + 1));
+    } else {
+      LogPrint("Writing follower information for bone #%d...\n", static_cast<int>(i + 1));
+    }
+    if (sobType.empty()) {
+      LogWarning("No sob-group type given for bone '%s'\n", path.c_str());
+      sobType = kNoSobType;
+    }
+    WriteFollowerRecord(*iff, kFollowerPrefix + path, kLeaderPrefix + path, sobType, sobName);
+  }
+
+  iff->CloseChunk();
+  LogEndStage();
+  return true;
+}
+
+}  // namespace rw

@@ -1,0 +1,58 @@
+// The LEAD chunk: for every accepted bone a leader that joins its six motion curves, with the
+// values of its first keys.
+#include "export/NisScene.h"
+#include "log/ExportLog.h"
+#include "nis/NisFormat.h"
+#include "nis/NisWrite.h"
+
+namespace rw {
+namespace {
+
+void WriteLeaderRecord(LiteIFF& iff, const std::string& leaderName, const std::string (&curves)[6],
+                       const double (&start)[6]) {
+  iff.WriteString(leaderName);
+  iff.WriteString("");  // no motion path
+  WriteMotionTail(iff, curves, start);
+}
+
+}  // namespace
+
+bool NisScene::WriteLeaders() {
+  LogOpenStage("Leaders");
+  iff->OpenChunk(kChunkLead);
+  WriteU32(*iff, static_cast<uint32_t>(bonePaths.size() + 1));
+
+  const std::string emptyCurves[6] = {kEmptyCurve, kEmptyCurve, kEmptyCurve, kEmptyCurve, kEmptyCurve, kEmptyCurve};
+  const double zeros[6] = {0, 0, 0, 0, 0, 0};
+  WriteLeaderRecord(*iff, kEmptyLeader, emptyCurves, zeros);
+
+  for (size_t i = 0; i < bonePaths.size(); ++i) {
+    const std::string& path = bonePaths[i];
+    msBone* bone = i < bones.size() ? bones[i] : nullptr;
+    LogPrint("Writing leader information for bone #%d...\n", static_cast<int>(i + 1));
+
+    // A bone may reach here without keys (a keyless child of a keyless parent, say): its
+    // leader then starts at zero, and the artist is told.
+    double start[6] = {0, 0, 0, 0, 0, 0};
+    if (const msPositionKey* key = msBone_GetPositionKeyAt(bone, 0)) {
+      for (int axis = 0; axis < 3; ++axis) start[axis] = key->Position[axis];
+    } else {
+      LogWarning("Bone '%s' has no position key 0\r\n\t-> Its leader starts at position 0, 0, 0\n", path.c_str());
+    }
+    if (const msRotationKey* key = msBone_GetRotationKeyAt(bone, 0)) {
+      for (int axis = 0; axis < 3; ++axis) start[3 + axis] = key->Rotation[axis];
+    } else {
+      LogWarning("Bone '%s' has no rotation key 0\r\n\t-> Its leader starts at rotation 0, 0, 0\n", path.c_str());
+    }
+
+    std::string curves[6];
+    for (int c = 0; c < 6; ++c) curves[c] = kCurvePrefix + path + kCurveSuffixes[c];
+    WriteLeaderRecord(*iff, kLeaderPrefix + path, curves, start);
+  }
+
+  iff->CloseChunk();
+  LogEndStage();
+  return true;
+}
+
+}  // namespace rw

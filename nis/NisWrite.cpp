@@ -1,0 +1,19 @@
+#include "nis/NisWrite.h"
+
+#include "nis/NisFormat.h"
+
+namespace rw {
+
+void WriteMotionTail(LiteIFF& iff, const std::string (&curves)[6], const double (&values)[6]) {
+  for (const std::string& curve : curves) iff.WriteString(curve);
+  for (double value : values) WriteF64(iff, value);
+  iff.Write(kZyxTag, 1, sizeof kZyxTag);
+}
+
+bool IsCameraPath(const std::string& path) {
+  const size_t bar = path.rfind('|');
+  const size_t nameStart = bar == std::string::npos ? 0 : bar + 1;
+  return path.compare(nameStart, std::char_traits<char>::length(kCameraPrefix), kCameraPrefix) == 0;
+}
+
+}  // namespace rw

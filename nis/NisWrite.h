@@ -1,0 +1,25 @@
+// Small payload writers shared by the NIS chunk stages. Payload numbers go out as they lie in
+// memory, which on every supported target is little-endian.
+#ifndef REELWRIGHT_NIS_NISWRITE_H
+#define REELWRIGHT_NIS_NISWRITE_H
+
+#include <cstdint>
+#include <string>
+
+#include "liteiff/LiteIFF.h"
+
+namespace rw {
+
+inline void WriteU32(LiteIFF& iff, uint32_t value) { iff.Write(&value, sizeof value, 1); }
+inline void WriteF32(LiteIFF& iff, float value) { iff.Write(&value, sizeof value, 1); }
+inline void WriteF64(LiteIFF& iff, double value) { iff.Write(&value, sizeof value, 1); }
+
+// The common tail of leader and follower records: six counted curve names, six doubles, " ZYX".
+void WriteMotionTail(LiteIFF& iff, const std::string (&curves)[6], const double (&values)[6]);
+
+// True when the last "|"-separated segment of path, the bone's own name, begins with "CAM_".
+bool IsCameraPath(const std::string& path);
+
+}  // namespace rw
+
+#endif
