@@ -1,0 +1,399 @@
+#include "host/Ms3dReader.h"
+
+#include <cerrno>
+#include <cfloat>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "host/MemoryModel.h"
+
+namespace rw {
+namespace {
+
+// Record sizes of the vertex extra section, by its sub-version (1 to 3).
+constexpr size_t kVertexExtraSizes[] = {6, 10, 14};
+constexpr int32_t kJointExtraSubVersion = 1;
+constexpr int32_t kModelExtraSubVersion = 1;
+
+std::string Quoted(const std::string& bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string out = "\"";
+  for (char c : bytes) {
+    const auto b = static_cast<unsigned char>(c);
+    if (b == '"' || b == '\\') {
+      out += '\\';
+      out += c;
+    } else if (b >= 0x20 && b < 0x7F) {
+      out += c;
+    } else {
+      out += "\\x";
+      out += kDigits[b >> 4];
+      out += kDigits[b & 15];
+    }
+  }
+  return out + "\"";
+}
+
+std::string Num(uint64_t value) { return std::to_string(value); }
+
+// Walks the bytes of one file. Every read is preceded by Need() or a count check, so the
+// readers below never look past the end. The first failure ends the read.
+class Ms3dParser {
+ public:
+  Ms3dParser(const uint8_t* data, size_t size, Ms3dReadResult& result)
+      : data_(data), size_(size), result_(result) {}
+
+  bool Parse();
+  msModel* model() const { return model_; }
+
+ private:
+  size_t Left() const { return size_ - pos_; }
+
+  bool Fail(size_t offset, const std::string& message) {
+    result_.diagnostics.push_back({Ms3dDiagnostic::Kind::kError, static_cast<int64_t>(offset), message});
+    return false;
+  }
+  void Warn(size_t offset, const std::string& message) {
+    result_.diagnostics.push_back({Ms3dDiagnostic::Kind::kWarning, static_cast<int64_t>(offset), message});
+  }
+  // True when n more bytes are there; otherwise a truncation error at the current byte.
+  bool Need(uint64_t n, const std::string& what) {
+    if (n <= Left()) return true;
+    return Fail(pos_, "file ends inside " + what + " (" + Num(n) + " bytes needed, " + Num(Left()) + " left)");
+  }
+  // Checks a count read at countOffset against the bytes left, before anything is allocated.
+  bool CheckCount(size_t countOffset, uint64_t count, size_t minEach, const std::string& plural) {
+    if (count * minEach <= Left()) return true;
+    return Fail(countOffset, Num(count) + " " + plural + " need at least " + Num(count * minEach) + " bytes, only " +
+                                 Num(Left()) + " left");
+  }
+
+  uint8_t U8() { return data_[pos_++]; }
+  uint16_t U16() {
+    const uint16_t v = static_cast<uint16_t>(data_[pos_] | data_[pos_ + 1] << 8);
+    pos_ += 2;
+    return v;
+  }
+  uint32_t U32() {
+    const uint32_t v = static_cast<uint32_t>(data_[pos_]) | static_cast<uint32_t>(data_[pos_ + 1]) << 8 |
+                       static_cast<uint32_t>(data_[pos_ + 2]) << 16 | static_cast<uint32_t>(data_[pos_ + 3]) << 24;
+    pos_ += 4;
+    return v;
+  }
+  int32_t I32() {
+    const uint32_t u = U32();
+    int32_t v;
+    std::memcpy(&v, &u, sizeof v);
+    return v;
+  }
+  float F32() {
+    const uint32_t u = U32();
+    float v;
+    std::memcpy(&v, &u, sizeof v);
+    return v;
+  }
+  Vec3 ReadVec3() {
+    Vec3 v;
+    v.x = F32();
+    v.y = F32();
+    v.z = F32();
+    return v;
+  }
+  // A zero-filled 32-byte name; one that fills all 32 bytes has no terminator.
+  std::string Name() {
+    const auto* begin = reinterpret_cast<const char*>(data_ + pos_);
+    const void* zero = std::memchr(begin, 0, kMs3dNameSize);
+    const size_t length = zero ? static_cast<size_t>(static_cast<const char*>(zero) - begin) : kMs3dNameSize;
+    pos_ += kMs3dNameSize;
+    return std::string(begin, length);
+  }
+  void Skip(uint64_t n) { pos_ += static_cast<size_t>(n); }
+
+  bool ReadHeader();
+  bool SkipFixedRecords(const char* countName, const char* plural, size_t each, uint16_t* countOut);
+  bool SkipGroups();
+  bool ReadAnimation();
+  bool ReadJoints();
+  bool ReadJoint(uint16_t index);
+  bool ReadOptionalSections();
+  bool ReadComments(const char* kind, bool forJoints);
+  bool ReadModelComment();
+  bool ReadText(const std::string& what, std::string& text);
+  // Reads a section's sub-version; false (with a warning) when it is not a known one.
+  bool KnownSubVersion(const char* section, int32_t subVersion, size_t offset, bool known);
+
+  const uint8_t* data_;
+  size_t size_;
+  size_t pos_ = 0;
+  Ms3dReadResult& result_;
+  msModel* model_ = nullptr;  // owned by the caller's result once Parse returns
+  uint16_t vertexCount_ = 0;
+  float fps_ = kMs3dFallbackFps;
+};
+
+bool Ms3dParser::ReadHeader() {
+  if (!Need(kMs3dHeaderSize, "the header")) return false;
+  const std::string id(reinterpret_cast<const char*>(data_), kMs3dIdSize);
+  if (id != std::string(kMs3dId, kMs3dIdSize))
+    return Fail(0, "not an .ms3d file: the id is " + Quoted(id) + ", not \"MS3D000000\"");
+  pos_ = kMs3dIdSize;
+  const int32_t version = I32();
+  if (version != 3 && version != 4)
+    return Fail(kMs3dIdSize, "unsupported version " + std::to_string(version) + " (versions 3 and 4 are read)");
+  return true;
+}
+
+bool Ms3dParser::SkipFixedRecords(const char* countName, const char* plural, size_t each, uint16_t* countOut) {
+  if (!Need(2, std::string("the ") + countName)) return false;
+  const size_t countOffset = pos_;
+  const uint16_t count = U16();
+  if (!CheckCount(countOffset, count, each, plural)) return false;
+  Skip(uint64_t{count} * each);
+  if (countOut) *countOut = count;
+  return true;
+}
+
+bool Ms3dParser::SkipGroups() {
+  if (!Need(2, "the group count")) return false;
+  const size_t countOffset = pos_;
+  const uint16_t count = U16();
+  if (!CheckCount(countOffset, count, kMs3dGroupMinSize, "groups")) return false;
+  for (uint16_t i = 0; i < count; ++i) {
+    const std::string what = "group " + Num(i);
+    if (!Need(1 + kMs3dNameSize + 2, what)) return false;
+    Skip(1 + kMs3dNameSize);
+    const uint16_t triangles = U16();
+    if (!Need(uint64_t{triangles} * 2 + 1, what)) return false;
+    Skip(uint64_t{triangles} * 2 + 1);
+  }
+  return true;
+}
+
+bool Ms3dParser::ReadAnimation() {
+  if (!Need(kMs3dAnimationSize, "the animation fields")) return false;
+  const size_t fpsOffset = pos_;
+  const float fps = F32();
+  Skip(8);  // current time, total frames: the keys carry the animation
+  if (std::isfinite(fps) && fps > 0) {
+    fps_ = fps;
+  } else {
+    char text[64];
+    std::snprintf(text, sizeof text, "%g", static_cast<double>(fps));
+    Warn(fpsOffset, std::string("animation fps ") + text + " is not a positive number; key times are read with 24");
+  }
+  return true;
+}
+
+bool Ms3dParser::ReadJoint(uint16_t index) {
+  if (!Need(kMs3dJointFixedSize, "joint " + Num(index))) return false;
+  Skip(1);  // flags
+  const std::string name = Name();
+  const std::string parentName = Name();
+  const Vec3 rotation = ReadVec3();  // the file keeps rotation before position, here and below
+  const Vec3 position = ReadVec3();
+  const uint16_t rotationKeys = U16();
+  const uint16_t positionKeys = U16();
+  if (!Need((uint64_t{rotationKeys} + positionKeys) * kMs3dKeySize,
+            "the keys of joint " + Num(index) + " " + Quoted(name)))
+    return false;
+  msBone* bone = AddBone(model_, name, parentName, position, rotation);
+  for (int pass = 0; pass < 2; ++pass) {
+    const uint16_t count = pass == 0 ? rotationKeys : positionKeys;
+    for (uint16_t k = 0; k < count; ++k) {
+      const float time = SecondsToFrames(F32(), fps_);
+      msVec3 value;
+      value[0] = F32();
+      value[1] = F32();
+      value[2] = F32();
+      if (pass == 0)
+        msBone_AddRotationKey(bone, time, value);
+      else
+        msBone_AddPositionKey(bone, time, value);
+    }
+  }
+  return true;
+}
+
+bool Ms3dParser::ReadJoints() {
+  if (!Need(2, "the joint count")) return false;
+  const size_t countOffset = pos_;
+  const uint16_t count = U16();
+  if (!CheckCount(countOffset, count, kMs3dJointFixedSize, "joints")) return false;
+  for (uint16_t i = 0; i < count; ++i)
+    if (!ReadJoint(i)) return false;
+  return true;
+}
+
+bool Ms3dParser::ReadText(const std::string& what, std::string& text) {
+  const size_t lengthOffset = pos_;
+  const int32_t length = I32();
+  if (length < 0) return Fail(lengthOffset, what + " has a negative length (" + std::to_string(length) + ")");
+  if (static_cast<uint64_t>(length) > Left())
+    return Fail(lengthOffset, what + " is " + Num(static_cast<uint64_t>(length)) + " bytes long, only " +
+                                  Num(Left()) + " left");
+  text.assign(reinterpret_cast<const char*>(data_ + pos_), static_cast<size_t>(length));
+  Skip(static_cast<uint64_t>(length));
+  return true;
+}
+
+bool Ms3dParser::ReadComments(const char* kind, bool forJoints) {
+  const std::string prefix = std::string(kind) + " comment";
+  if (!Need(4, "the " + prefix + " count")) return false;
+  const size_t countOffset = pos_;
+  const int32_t count = I32();
+  if (count < 0) return Fail(countOffset, "negative " + prefix + " count (" + std::to_string(count) + ")");
+  if (!CheckCount(countOffset, static_cast<uint64_t>(count), kMs3dCommentMinSize, prefix + "s")) return false;
+  const int jointCount = msModel_GetBoneCount(model_);
+  std::string text;
+  for (int32_t i = 0; i < count; ++i) {
+    const std::string what = prefix + " " + std::to_string(i);
+    if (!Need(kMs3dCommentMinSize, what)) return false;
+    const size_t indexOffset = pos_;
+    const int32_t index = I32();
+    if (!ReadText(what, text)) return false;
+    if (!forJoints) continue;  // group and material comments are not part of the host model
+    if (index < 0 || index >= jointCount) {
+      Warn(indexOffset, what + " is for joint " + std::to_string(index) + ", but the file has " +
+                            std::to_string(jointCount) + " joints; it is ignored");
+      continue;
+    }
+    SetBoneComment(msModel_GetBoneAt(model_, index), text);
+  }
+  return true;
+}
+
+bool Ms3dParser::ReadModelComment() {
+  if (!Need(4, "the model comment flag")) return false;
+  const size_t flagOffset = pos_;
+  const int32_t hasComment = I32();
+  if (hasComment == 0) return true;
+  if (hasComment != 1)
+    return Fail(flagOffset, "model comment flag " + std::to_string(hasComment) + " is neither 0 nor 1");
+  if (!Need(4, "the model comment length")) return false;
+  std::string text;
+  if (!ReadText("the model comment", text)) return false;
+  SetModelComment(model_, text);
+  return true;
+}
+
+bool Ms3dParser::KnownSubVersion(const char* section, int32_t subVersion, size_t offset, bool known) {
+  if (known) return true;
+  Warn(offset, std::string("unknown ") + section + " sub-version " + std::to_string(subVersion) +
+                   "; the rest of the file is ignored");
+  return false;
+}
+
+// Each section is optional, but one that starts must be complete. The extra sections carry
+// nothing the model keeps: they are read only to check the file's framing.
+bool Ms3dParser::ReadOptionalSections() {
+  if (Left() == 0) return true;
+  if (!Need(4, "the comment sub-version")) return false;
+  const size_t commentOffset = pos_;
+  const int32_t commentSubVersion = I32();
+  if (commentSubVersion != kMs3dCommentSubVersion)
+    return Fail(commentOffset, "unsupported comment sub-version " + std::to_string(commentSubVersion) + " (1 is read)");
+  if (!ReadComments("group", false) || !ReadComments("material", false) || !ReadComments("joint", true) ||
+      !ReadModelComment())
+    return false;
+
+  if (Left() == 0) return true;
+  if (!Need(4, "the vertex extra sub-version")) return false;
+  size_t offset = pos_;
+  int32_t subVersion = I32();
+  if (!KnownSubVersion("vertex extra", subVersion, offset, subVersion >= 1 && subVersion <= 3)) return true;
+  if (!Need(uint64_t{vertexCount_} * kVertexExtraSizes[subVersion - 1], "the vertex extra records")) return false;
+  Skip(uint64_t{vertexCount_} * kVertexExtraSizes[subVersion - 1]);
+
+  const auto jointCount = static_cast<uint64_t>(msModel_GetBoneCount(model_));
+  if (Left() == 0) return true;
+  if (!Need(4, "the joint extra sub-version")) return false;
+  offset = pos_;
+  subVersion = I32();
+  if (!KnownSubVersion("joint extra", subVersion, offset, subVersion == kJointExtraSubVersion)) return true;
+  if (!Need(jointCount * kMs3dJointExtraSize, "the joint extra records")) return false;
+  Skip(jointCount * kMs3dJointExtraSize);
+
+  if (Left() == 0) return true;
+  if (!Need(4, "the model extra sub-version")) return false;
+  offset = pos_;
+  subVersion = I32();
+  if (!KnownSubVersion("model extra", subVersion, offset, subVersion == kModelExtraSubVersion)) return true;
+  if (!Need(kMs3dModelExtraSize, "the model extra fields")) return false;
+  Skip(kMs3dModelExtraSize);
+
+  if (Left() > 0) Warn(pos_, Num(Left()) + " bytes after the last section are ignored");
+  return true;
+}
+
+bool Ms3dParser::Parse() {
+  if (!ReadHeader()) return false;
+  if (!SkipFixedRecords("vertex count", "vertices", kMs3dVertexSize, &vertexCount_)) return false;
+  if (!SkipFixedRecords("triangle count", "triangles", kMs3dTriangleSize, nullptr)) return false;
+  if (!SkipGroups()) return false;
+  if (!SkipFixedRecords("material count", "materials", kMs3dMaterialSize, nullptr)) return false;
+  if (!ReadAnimation()) return false;
+  model_ = CreateModel();
+  return ReadJoints() && ReadOptionalSections();
+}
+
+Ms3dReadResult FileError(const std::string& message) {
+  Ms3dReadResult result;
+  result.diagnostics.push_back({Ms3dDiagnostic::Kind::kError, -1, message});
+  return result;
+}
+
+}  // namespace
+
+std::string Ms3dDiagnostic::Format(const std::string& fileName) const {
+  std::string out = fileName + (kind == Kind::kError ? ": error" : ": warning");
+  if (offset >= 0) out += " at byte " + std::to_string(offset);
+  return out + ": " + message;
+}
+
+void ModelDeleter::operator()(msModel* model) const { msModel_Destroy(model); }
+
+const Ms3dDiagnostic* Ms3dReadResult::error() const {
+  if (diagnostics.empty() || diagnostics.back().kind != Ms3dDiagnostic::Kind::kError) return nullptr;
+  return &diagnostics.back();
+}
+
+float SecondsToFrames(float seconds, float fps) {
+  double frames = static_cast<double>(seconds) * static_cast<double>(fps);
+  const double whole = std::round(frames);
+  if (std::fabs(frames - whole) <= 0.001) frames = whole;
+  // A double beyond the float range has no float value; infinity says "too far" plainly.
+  if (frames > FLT_MAX) return HUGE_VALF;
+  if (frames < -FLT_MAX) return -HUGE_VALF;
+  return static_cast<float>(frames);
+}
+
+Ms3dReadResult ReadMs3d(const void* data, size_t size) {
+  Ms3dReadResult result;
+  Ms3dParser parser(static_cast<const uint8_t*>(data), size, result);
+  const bool ok = parser.Parse();
+  ModelPtr model(parser.model());
+  if (ok) result.model = std::move(model);
+  return result;
+}
+
+Ms3dReadResult ReadMs3d(const std::string& bytes) { return ReadMs3d(bytes.data(), bytes.size()); }
+
+Ms3dReadResult ReadMs3dFile(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) return FileError("is a folder, not a model file");
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (!file) return FileError(std::string("cannot open the file (") + std::strerror(errno) + ")");
+  std::string bytes;
+  char buffer[65536];
+  size_t got;
+  while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0) bytes.append(buffer, got);
+  const bool readError = std::ferror(file) != 0;
+  std::fclose(file);
+  if (readError) return FileError("cannot read the file");
+  return ReadMs3d(bytes);
+}
+
+}  // namespace rw
