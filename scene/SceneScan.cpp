@@ -1,5 +1,161 @@
+// The scene scan: frame rate, time range, which bones go into the file, keys for keyless
+// children, and the bone paths. The one stage that reads the model as a whole, and the only
+// one that changes it (by adding keys).
+#include <cstdint>
+#include <string>
+
 #include "export/NisScene.h"
+#include "log/ExportLog.h"
+#include "scene/CommentOptions.h"
+#include "scene/HostText.h"
 
 namespace rw {
-bool NisScene::ScanScene() { return true; }
+namespace {
+
+constexpr const char* kFpsOption = "OPT_FPS";
+constexpr int32_t kDefaultFps = 24;
+constexpr const char* kIgnoredPrefix = "IG_";
+constexpr const char* kCameraPrefix = "CAM_";
+// The starting value of the first key time: 1e30 as a 32-bit float (bits 0x7149F2CA).
+constexpr float kFirstKeyStart = 1e30f;
+constexpr float kNoKeyTime = -1.0f;
+
+bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+
+// 32-bit arithmetic that wraps like the machine does, without signed overflow.
+int32_t WrapInt32(uint32_t value) { return TruncateToInt32(static_cast<double>(value)); }
+int32_t AddWrapped(int32_t a, int32_t b) { return WrapInt32(static_cast<uint32_t>(a) + static_cast<uint32_t>(b)); }
+bool ProductIsZero(int32_t a, int32_t b) { return static_cast<uint32_t>(a) * static_cast<uint32_t>(b) == 0; }
+
+int32_t ReadFrameRate(msModel* model) {
+  const std::string value = GetOption(ReadModelComment(model), kFpsOption);
+  int32_t fps = TruncateToInt32(TextToNumber(value));
+  if (value.empty()) {
+    LogWarning("No Frames per second given!\r\n\t-> Defaulting to 24\n");
+    fps = kDefaultFps;
+  }
+  if (fps == 0) {
+    LogWarning("Frames per second is 0!\r\n\t-> Defaulting to 24\n");
+    fps = kDefaultFps;
+  }
+  return fps;
+}
+
+// The smallest and the largest key time over all bones, position and rotation keys alike;
+// both kNoKeyTime when the model has no key at all.
+struct KeyTimeRange {
+  float first = kFirstKeyStart;
+  float last = 0.0f;
+};
+
+KeyTimeRange FindKeyTimeRange(msModel* model) {
+  KeyTimeRange range;
+  bool found = false;
+  const auto take = [&range](float time) {
+    if (range.first >= time) range.first = time;
+    if (range.last <= time) range.last = time;
+  };
+  const int boneCount = msModel_GetBoneCount(model);
+  for (int i = 0; i < boneCount; ++i) {
+    msBone* bone = msModel_GetBoneAt(model, i);
+    const int positionCount = msBone_GetPositionKeyCount(bone);
+    for (int k = 0; k < positionCount; ++k)
+      if (const msPositionKey* key = msBone_GetPositionKeyAt(bone, k)) take(key->fTime);
+    const int rotationCount = msBone_GetRotationKeyCount(bone);
+    for (int k = 0; k < rotationCount; ++k)
+      if (const msRotationKey* key = msBone_GetRotationKeyAt(bone, k)) take(key->fTime);
+    if (positionCount > 0 || rotationCount > 0) found = true;
+  }
+  if (!found) range.first = range.last = kNoKeyTime;
+  return range;
+}
+
+// Whole seconds, widened by one on each side unless the bound is 0.
+void SetTimeRange(NisScene& scene, const KeyTimeRange& range) {
+  if (range.first == kNoKeyTime || range.last == kNoKeyTime) {
+    LogError("No frames found! Make sure you have keyframes defined!\n");
+    scene.startTime = 0;
+    scene.endTime = 0;
+    return;
+  }
+  const double fps = static_cast<double>(static_cast<uint32_t>(scene.fps));
+  scene.startTime = TruncateToInt32(static_cast<double>(range.first) / fps);
+  scene.endTime = TruncateToInt32(static_cast<double>(range.last) / fps);
+  if (!ProductIsZero(scene.startTime, scene.fps)) scene.startTime = AddWrapped(scene.startTime, -1);
+  if (!ProductIsZero(scene.endTime, scene.fps)) scene.endTime = AddWrapped(scene.endTime, 1);
+}
+
+// A keyless child moves with its parent: one zero key pair at each of the parent's key times.
+// A parent should have a rotation key for each position key; where one is missing the child's
+// rotation key takes the position key's time, and the log says so once.
+void CopyParentKeyTimes(msBone* bone, const std::string& name, msBone* parent, const std::string& parentName) {
+  // Counted once: the loop adds keys, and the parent might be the bone itself.
+  const int positionCount = msBone_GetPositionKeyCount(parent);
+  const int rotationCount = msBone_GetRotationKeyCount(parent);
+  if (rotationCount < positionCount) {
+    LogWarning(
+        "Bone \"%s\" takes the keys of its parent \"%s\", which has %d position keys but only %d "
+        "rotation keys!\r\n\t-> The missing rotation keys are set to zero at the times of the position keys\n",
+        name.c_str(), parentName.c_str(), positionCount, rotationCount);
+  }
+  msVec3 zero = {0.0f, 0.0f, 0.0f};
+  for (int k = 0; k < positionCount; ++k) {
+    const msPositionKey* positionKey = msBone_GetPositionKeyAt(parent, k);
+    const float positionTime = positionKey ? positionKey->fTime : 0.0f;
+    const msRotationKey* rotationKey = k < rotationCount ? msBone_GetRotationKeyAt(parent, k) : nullptr;
+    const float rotationTime = rotationKey ? rotationKey->fTime : positionTime;
+    msBone_AddPositionKey(bone, positionTime, zero);
+    msBone_AddRotationKey(bone, rotationTime, zero);
+  }
+}
+
+}  // namespace
+
+bool NisScene::ScanScene() {
+  bones.clear();
+  cameras.clear();
+  bonePaths.clear();
+  cameraNames.clear();
+  lookup.Build(model);
+
+  LogPrint("\n");
+  fps = ReadFrameRate(model);
+  SetTimeRange(*this, FindKeyTimeRange(model));
+  LogPrint("\n");
+
+  const int boneCount = msModel_GetBoneCount(model);
+  for (int i = 0; i < boneCount; ++i) {
+    msBone* bone = msModel_GetBoneAt(model, i);
+    const std::string name = ReadBoneName(bone);
+    if (StartsWith(name, kIgnoredPrefix)) continue;
+
+    if (msBone_GetPositionKeyCount(bone) == 0) {
+      const std::string parentName = ReadParentName(bone);
+      if (parentName.empty()) {
+        LogWarning("Bone \"%s\" is being ignored because it has no keyframes...\n", name.c_str());
+        continue;
+      }
+      CopyParentKeyTimes(bone, name, lookup.Find(parentName), parentName);
+    }
+
+    const bool isCamera = StartsWith(name, kCameraPrefix);
+    if (isCamera) {
+      cameras.push_back(bone);
+      cameraNames.push_back(name);
+    }
+    LogPrint("Got %s \"%s\".\n", isCamera ? "camera" : "bone", name.c_str());
+    bones.push_back(bone);
+
+    bool looped = false;
+    bonePaths.push_back(BuildBonePath(lookup, bone, &looped));
+    if (looped) {
+      LogWarning(
+          "The parents of bone \"%s\" lead back to a bone already on its chain!\r\n\t-> Its path is cut "
+          "where the chain loops: \"%s\"\n",
+          name.c_str(), bonePaths.back().c_str());
+    }
+  }
+  return true;
+}
+
 }  // namespace rw
