@@ -1,14 +1,90 @@
 #include "inspect/Inspect.h"
 
+#include <fstream>
+#include <iterator>
 #include <ostream>
 
+#include "inspect/Check.h"
+#include "inspect/Dump.h"
+#include "inspect/NisDocument.h"
+
 namespace rw {
-int DumpCommand(const std::vector<std::string>&, std::ostream&, std::ostream& err) {
-  err << "reelwright: dump is not built yet\n";
-  return 2;
+namespace {
+
+constexpr int kExitClean = 0;
+constexpr int kExitProblems = 1;
+constexpr int kExitUnreadable = 2;
+
+bool IsOption(const std::string& arg) { return arg.size() > 1 && arg[0] == '-'; }
+
+}  // namespace
+
+int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  DumpOptions options;
+  bool json = false;
+  std::vector<std::string> files;
+  for (const std::string& arg : args) {
+    if (arg == "--json") {
+      json = true;
+    } else if (arg == "--keys") {
+      options.keys = true;
+    } else if (IsOption(arg)) {
+      err << "reelwright: dump: unknown option '" << arg << "'\n";
+      return kExitUnreadable;
+    } else {
+      files.push_back(arg);
+    }
+  }
+  if (files.size() != 1) {
+    err << "usage: reelwright dump FILE.nis [--json] [--keys]\n";
+    return kExitUnreadable;
+  }
+  NisDocument doc;
+  std::string error;
+  if (!ReadNisFile(files[0], doc, error)) {
+    err << "reelwright: " << files[0] << ": " << error << "\n";
+    return kExitUnreadable;
+  }
+  if (json) {
+    WriteDumpJson(doc, options, out);
+  } else {
+    WriteDumpText(doc, options, out);
+  }
+  return kExitClean;
 }
-int CheckCommand(const std::vector<std::string>&, std::ostream&, std::ostream& err) {
-  err << "reelwright: check is not built yet\n";
-  return 2;
+
+int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  std::vector<std::string> files;
+  for (const std::string& arg : args) {
+    if (IsOption(arg)) {
+      err << "reelwright: check: unknown option '" << arg << "'\n";
+      return kExitUnreadable;
+    }
+    files.push_back(arg);
+  }
+  if (files.empty() || files.size() > 2) {
+    err << "usage: reelwright check FILE.nis [FILE.script]\n";
+    return kExitUnreadable;
+  }
+  NisDocument doc;
+  std::string error;
+  if (!ReadNisFile(files[0], doc, error)) {
+    err << "reelwright: " << files[0] << ": " << error << "\n";
+    return kExitUnreadable;
+  }
+  std::vector<NisProblem> problems = CheckNisDocument(doc);
+  if (files.size() == 2) {
+    std::ifstream script(files[1], std::ios::binary);
+    if (!script) {
+      err << "reelwright: " << files[1] << ": cannot open the script\n";
+      return kExitUnreadable;
+    }
+    std::string text((std::istreambuf_iterator<char>(script)), std::istreambuf_iterator<char>());
+    std::vector<NisProblem> more = CheckScriptText(doc, text, files[1]);
+    problems.insert(problems.end(), more.begin(), more.end());
+  }
+  for (const NisProblem& p : problems) out << ProblemLine(p) << "\n";
+  return problems.empty() ? kExitClean : kExitProblems;
 }
+
 }  // namespace rw

@@ -1,0 +1,148 @@
+// What a NIS file holds, as read by NisReader: the chunk tree with offsets, the decoded
+// records of every known chunk, and the structural faults met on the way. All offsets are
+// byte offsets from the start of the file. Texts are raw bytes as stored (any byte may occur).
+#ifndef REELWRIGHT_INSPECT_NISDOCUMENT_H
+#define REELWRIGHT_INSPECT_NISDOCUMENT_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace rw {
+
+constexpr size_t kFirstBytesShown = 16;
+
+// One chunk head and what it spans. For FORM and NRML, `type` is the type word and
+// `children` the chunks inside; `extra` is NRML's fourth head word.
+struct NisChunk {
+  uint32_t id = 0;
+  uint32_t type = 0;
+  uint32_t extra = 0;
+  uint32_t offset = 0;      // of the head
+  uint32_t length = 0;      // as stored in the head
+  uint32_t dataOffset = 0;  // first byte behind the 8-byte head
+  uint32_t dataSize = 0;    // bytes of payload actually present (length clipped to the parent)
+  bool decoded = false;     // its payload was understood record by record
+  std::string firstBytes;   // up to kFirstBytesShown bytes of a plain chunk's payload
+  std::vector<NisChunk> children;
+};
+
+// A structural fault: where it stands (e.g. "ANIM #3 keys") and what is wrong there.
+struct NisFault {
+  uint32_t offset = 0;
+  std::string where;
+  std::string message;
+};
+
+struct NisKey {
+  double time = 0, value = 0;
+  float inTangentX = 0, inTangentY = 0, outTangentX = 0, outTangentY = 0;
+};
+
+struct NisCurve {
+  uint32_t offset = 0;
+  std::string name;
+  std::vector<NisKey> keys;
+  uint32_t preInfinity = 0, postInfinity = 0;  // the two words behind the keys
+};
+
+// Six curve slots of a leader or follower, in file order.
+constexpr int kCurveSlotCount = 6;
+extern const char* const kCurveSlotNames[kCurveSlotCount];  // "translateXCurve" ... "rotateZCurve"
+
+struct NisLeader {
+  uint32_t offset = 0;
+  std::string name;
+  std::string pathName;  // motion path; empty in our files
+  std::array<std::string, kCurveSlotCount> curves;
+  std::array<double, 3> startPosition{}, startRotation{};
+  std::optional<std::string> rotationOrder;  // the 4 bytes as stored; absent in the older variant
+};
+
+struct NisFollower {
+  uint32_t offset = 0;
+  std::string name;
+  std::string leaderName;
+  std::string objectClass;                 // sob type: "Ship", "camera", ...
+  std::optional<uint32_t> classNumber;     // older variant: the class is a number, objectClass empty
+  std::string blueprint;                   // sob name
+  std::array<std::string, kCurveSlotCount> curves;
+  std::array<double, kCurveSlotCount> numbers{};
+  std::optional<std::string> rotationOrder;
+};
+
+struct NisCamera {
+  uint32_t offset = 0;
+  std::string name;
+  std::string followerName;
+  std::string centerOfInterest;
+  std::string reservedText;      // empty in every file seen
+  std::string focalLengthCurve;  // empty: no zoom animation
+  // Focal length and horizontal, vertical film aperture (mm), near and far clip.
+  std::array<double, 5> params{};
+};
+
+struct NisNurbCurve {
+  uint32_t offset = 0;
+  std::string name;
+  int32_t degree = 0;
+  int32_t form = 0;  // 0 invalid, 1 open, 2 closed, 3 periodic
+  std::vector<std::array<double, 4>> controlPoints;  // x, y, z, w
+  std::vector<double> knots;
+};
+
+struct NisPath {
+  uint32_t offset = 0;
+  std::string name;
+  uint8_t flag = 0;
+  uint32_t frontAxis = 0, upAxis = 0;
+  // u-value, front-twist, up-twist and side-twist curves.
+  std::array<std::string, 4> curves;
+  double startTime = 0, endTime = 0;
+  std::string nurbName;
+  uint8_t flag2 = 0;
+  std::vector<double> spans;
+};
+
+extern const char* const kPathCurveNames[4];  // "uValueCurve" ... "sideTwistCurve"
+
+// Which record layout a LEAD or FOLW chunk turned out to use.
+enum class NisVariant { kCurrent, kOlder };
+
+struct NisInfo {
+  int32_t fps = 0, start = 0, end = 0;
+};
+
+struct NisDocument {
+  size_t fileSize = 0;
+  std::vector<NisChunk> chunks;  // top level: normally the one FORM "NIS "
+  std::optional<std::string> title;
+  std::optional<uint32_t> version;
+  std::optional<NisInfo> info;
+  std::vector<NisCurve> curves;
+  std::vector<NisNurbCurve> nurbCurves;
+  std::vector<NisPath> paths;
+  std::vector<NisLeader> leaders;
+  std::vector<NisFollower> followers;
+  std::vector<NisCamera> cameras;
+  std::optional<NisVariant> leaderVariant, followerVariant;  // set when the chunk was read
+  std::vector<NisFault> faults;
+};
+
+// Reads a NIS file from memory. Returns false, with one line in `error` that names the offset,
+// when the bytes are not a NIS file at all (no FORM "NIS " head). Otherwise fills `doc`: every
+// fault below the head (overruns, count mismatches, trailing bytes, truncated records) is kept
+// in doc.faults and reading goes on with what is there. Never reads outside [data, data+size).
+bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::string& error);
+// The same for a file on disk; false with `error` also when it cannot be read.
+bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error);
+
+// "NAME" for a chunk id; bytes outside printable ASCII appear as \xNN.
+std::string ChunkIdText(uint32_t id);
+
+}  // namespace rw
+
+#endif

@@ -1,0 +1,62 @@
+// Number and text formatting shared by dump and check, and a small JSON writer.
+#ifndef REELWRIGHT_INSPECT_TEXTFORMAT_H
+#define REELWRIGHT_INSPECT_TEXTFORMAT_H
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace rw {
+
+// Shortest text that reads back to the same double ("0.1", "3", "1e+300"); "nan", "inf", "-inf"
+// for the values that have no number form.
+std::string FormatDouble(double v);
+// The same for a float: shortest text that reads back to the same float.
+std::string FormatFloat(float v);
+// A text in double quotes for a human reader: quote and backslash escaped, bytes outside
+// printable ASCII as \xNN.
+std::string QuoteText(const std::string& bytes);
+// A JSON string literal: control bytes and bytes that are not part of well-formed UTF-8 as
+// \u00XX, so any byte sequence gives valid JSON and each byte stays visible.
+std::string JsonString(const std::string& bytes);
+// "46 4F 52 4D" for up to `limit` bytes.
+std::string HexBytes(const uint8_t* data, size_t size, size_t limit);
+
+// Writes one JSON document with two-space indentation. Containers opened `inline` keep their
+// items on one line (for short number vectors). The caller balances Begin and End calls.
+class JsonWriter {
+ public:
+  explicit JsonWriter(std::ostream& out) : out_(out) {}
+  void BeginObject(bool inlined = false) { Open('{', inlined); }
+  void EndObject() { Close('}'); }
+  void BeginArray(bool inlined = false) { Open('[', inlined); }
+  void EndArray() { Close(']'); }
+  void Key(const char* key);
+  void String(const std::string& bytes) { Value(JsonString(bytes)); }
+  void Number(double v);  // non-finite values as the strings "NaN", "Infinity", "-Infinity"
+  void Float(float v);
+  void Integer(int64_t v) { Value(std::to_string(v)); }
+  void Bool(bool v) { Value(v ? "true" : "false"); }
+  void Null() { Value("null"); }
+  void Finish() { out_ << '\n'; }
+
+ private:
+  struct Level {
+    bool inlined;
+    bool empty;
+  };
+  void Open(char bracket, bool inlined);
+  void Close(char bracket);
+  void Value(const std::string& text);
+  void BeforeItem();
+  void NewLine();
+
+  std::ostream& out_;
+  std::vector<Level> levels_;
+  bool afterKey_ = false;
+};
+
+}  // namespace rw
+
+#endif
