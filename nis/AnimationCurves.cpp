@@ -102,9 +102,10 @@ bool NisScene::WriteAnimationCurves() {
     const int keyCount = msBone_GetPositionKeyCount(bone);
     const int rotationKeyCount = msBone_GetRotationKeyCount(bone);
     if (rotationKeyCount < keyCount)
-      LogWarning("Bone '%s' has only %d rotation keys for %d position keys\r\n"
-                 "\t-> The missing rotation keys count as 0, 0, 0\n",
-                 path.c_str(), rotationKeyCount, keyCount);
+      LogWarning(
+          "Bone '%s' has only %d rotation keys for %d position keys\r\n"
+          "\t-> The missing rotation keys count as 0, 0, 0\n",
+          path.c_str(), rotationKeyCount, keyCount);
 
     msVec3 bindPosition = {0, 0, 0}, bindRotation = {0, 0, 0};
     msBone_GetPosition(bone, bindPosition);

@@ -12,10 +12,10 @@ struct Matrix4 {
   float at(int row, int col) const { return m[4 * row + col]; }
 };
 
-void MatrixClear(Matrix4& m);                                         // all 16 elements 0.0
-void MatrixIdentity(Matrix4& m);                                      // 1.0 on the diagonal
+void MatrixClear(Matrix4& m);                                           // all 16 elements 0.0
+void MatrixIdentity(Matrix4& m);                                        // 1.0 on the diagonal
 void MatrixMultiply(Matrix4& dst, const Matrix4& a, const Matrix4& b);  // dst = a x b; dst may be a or b
-void MatrixTranspose(Matrix4& dst, const Matrix4& src);                // dst may be src
+void MatrixTranspose(Matrix4& dst, const Matrix4& src);                 // dst may be src
 // Determinant (in double) of the 3x3 matrix left when row and col are struck out.
 double MatrixMinor(const Matrix4& m, int row, int col);
 // Determinant (in double) by expansion along row 0.
