@@ -1,6 +1,7 @@
 #include "scene/BoneLookup.h"
 
 #include <algorithm>
+#include <string>
 #include <unordered_set>
 #include <vector>
 
@@ -58,7 +59,11 @@ msBone* FindBoneByName(msModel* model, const std::string& name) {
   return nullptr;
 }
 
-std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) {
+namespace {
+
+// The climb and the joining, with find giving the first bone of a name (or null).
+template <typename FindBone>
+std::string BuildPathWith(const FindBone& find, msBone* bone, bool* looped) {
   if (looped) *looped = false;
   // The names from the bone up to its topmost ancestor.
   std::vector<std::string> names{ReadBoneName(bone)};
@@ -67,7 +72,7 @@ std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) 
   for (msBone* current = bone;;) {
     std::string parentName = ReadParentName(current);
     if (parentName.empty()) break;
-    msBone* parent = lookup.Find(parentName);
+    msBone* parent = find(parentName);
     if (parent && !visited.Insert(parent)) {
       // The chain comes back to a bone already on it: the path ends below the repeat.
       if (looped) *looped = true;
@@ -78,10 +83,10 @@ std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) 
     current = parent;
   }
 
-  size_t length = 0;
+  size_t length = std::char_traits<char>::length(kPathRoot);
   for (const std::string& name : names) length += name.size() + 1;
   std::string path;
-  path.reserve(length + 4);
+  path.reserve(length);
   path = kPathRoot;
   for (auto it = names.rbegin(); it != names.rend(); ++it) {
     path += kPathSeparator;
@@ -90,10 +95,16 @@ std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) 
   return path;
 }
 
+}  // namespace
+
+std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) {
+  return BuildPathWith([&lookup](const std::string& name) { return lookup.Find(name); }, bone, looped);
+}
+
+// One-off paths scan the model per level instead of indexing every name first: cheaper for
+// the shallow skeletons scenes have.
 std::string BuildBonePath(msModel* model, msBone* bone) {
-  BoneLookup lookup;
-  lookup.Build(model);
-  return BuildBonePath(lookup, bone);
+  return BuildPathWith([model](const std::string& name) { return FindBoneByName(model, name); }, bone, nullptr);
 }
 
 }  // namespace rw

@@ -30,7 +30,8 @@ msBone* FindBoneByName(msModel* model, const std::string& name);
 // A chain of parent names that comes back to a bone already on it ends the climb before the
 // repeat, so each bone stands in the path once, and *looped (when given) is set. Any length.
 std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped = nullptr);
-std::string BuildBonePath(msModel* model, msBone* bone);  // the same through a fresh lookup
+// The same for one-off use: parents are looked up by scanning the model, O(bones) per level.
+std::string BuildBonePath(msModel* model, msBone* bone);
 
 }  // namespace rw
 
