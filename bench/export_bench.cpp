@@ -1,0 +1,196 @@
+// Export throughput on generated scenes: how the cost of a run grows with bones and keys.
+//
+// BM_Export runs the whole export (log, scan, NIS file, script) with the headless platform
+// and reports NIS bytes per second and the time per key. BM_Stages runs the same stages one by
+// one and reports each one's milliseconds, to find the stage that grows faster than the rest.
+// BM_ExportWithWindow gives the log a window that copies its whole text on every print, as the
+// real window's control must.
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "export/NisScene.h"
+#include "host/MemoryModel.h"
+#include "liteiff/LiteIFF.h"
+#include "log/ExportLog.h"
+#include "platform/Platform.h"
+
+namespace {
+
+constexpr int kTopBones = 4;       // fleets: every other bone is a child of one of them
+constexpr int kKeylessEvery = 10;  // each tenth ship takes its fleet's keys
+constexpr uint32_t kFormNis = rw::MakeChunkId("NIS ");
+
+// A shallow scene: four fleets, two cameras looking at the first fleet, and ships under the
+// fleets, each with a sob type and name and one "attack" event naming another ship.
+msModel* MakeScene(int boneCount, int keyCount) {
+  msModel* model = rw::CreateModel();
+  rw::SetModelComment(model,
+                      "OPT_FPS=30\r\nNum Events=2\r\nEvent0=0|cameraCut|\"CAM_Main\"\r\nEvent1=1|fade|1, 2\r\n");
+  auto addKeys = [keyCount](msBone* bone, int seed) {
+    for (int k = 0; k < keyCount; ++k) {
+      const float t = static_cast<float>(k);
+      rw::AddKeyPair(bone, t + 1, {std::sin(t * 0.1f + seed), std::cos(t * 0.07f) * seed, t},
+                     {std::sin(t * 0.05f), 0.0f, std::cos(t * 0.03f + seed)});
+    }
+  };
+  for (int i = 0; i < kTopBones && i < boneCount; ++i) addKeys(rw::AddBone(model, "Fleet" + std::to_string(i)), i);
+  const char* cameras[] = {"CAM_Main", "CAM_Chase"};
+  for (int i = 0; i < 2 && kTopBones + i < boneCount; ++i) {
+    msBone* camera = rw::AddBone(model, cameras[i]);
+    rw::SetBoneComment(camera, "Center Of Interest=Fleet0\r\n");
+    addKeys(camera, i);
+  }
+  for (int i = kTopBones + 2; i < boneCount; ++i) {
+    const std::string name = "Ship" + std::to_string(i);
+    msBone* ship = rw::AddBone(model, name, "Fleet" + std::to_string(i % kTopBones));
+    rw::SetBoneComment(ship, "Sob Type=Fighter\r\nSob Name=" + name + "\r\nNum Events=1\r\nEvent0=" +
+                                 std::to_string(i % 100) + "|attack|\"Ship" + std::to_string(boneCount - 1 - i) +
+                                 "\"\r\n");
+    if (i % kKeylessEvery != 0) addKeys(ship, i);
+  }
+  return model;
+}
+
+// The scene's keys once the scan has given keyless ships their fleet's keys.
+double KeyCount(int boneCount, int keyCount) { return static_cast<double>(boneCount) * keyCount; }
+
+// Output files in the temporary directory, removed when the object ends.
+struct OutputFiles {
+  OutputFiles() {
+    const auto dir = std::filesystem::temp_directory_path();
+    nis = (dir / ("reelwright-bench-" + std::to_string(getpid()) + ".nis")).string();
+    script = (dir / ("reelwright-bench-" + std::to_string(getpid()) + ".script")).string();
+  }
+  ~OutputFiles() {
+    std::remove(nis.c_str());
+    std::remove(script.c_str());
+  }
+  double NisBytes() const { return static_cast<double>(std::filesystem::file_size(nis)); }
+  std::string nis, script;
+};
+
+void ReportCounters(benchmark::State& state, double nisBytes, double keys) {
+  state.counters["nis_bytes"] = nisBytes;
+  state.counters["nis_bytes_per_second"] =
+      benchmark::Counter(nisBytes, benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["time_per_key"] =
+      benchmark::Counter(keys, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void BM_Export(benchmark::State& state) {
+  const int boneCount = static_cast<int>(state.range(0));
+  const int keyCount = static_cast<int>(state.range(1));
+  OutputFiles files;
+  bool ok = true;
+  for (auto _ : state) {
+    state.PauseTiming();
+    msModel* model = MakeScene(boneCount, keyCount);  // the export adds keys: a fresh model each time
+    auto scene = std::make_unique<rw::NisScene>();
+    state.ResumeTiming();
+    ok = scene->ExportNis(files.nis.c_str(), model) && ok;
+    state.PauseTiming();
+    scene.reset();
+    msModel_Destroy(model);
+    state.ResumeTiming();
+  }
+  if (!ok) state.SkipWithError("the export reported a failure");
+  ReportCounters(state, files.NisBytes(), KeyCount(boneCount, keyCount));
+}
+
+// A window whose control takes a copy of the whole section on every print.
+class CopyingWindow final : public rw::LogWindow {
+ public:
+  void SetText(const std::string& text) override { shown_ = text; }
+  void Repaint(uint32_t) override { benchmark::DoNotOptimize(shown_.data()); }
+
+ private:
+  std::string shown_;
+};
+
+class CopyingPlatform final : public rw::Platform {
+ public:
+  bool GetSaveFileName(rw::SaveFileRequest&) override { return false; }
+  void ShowMessageBox(const char*, const char*, uint32_t) override {}
+  std::unique_ptr<rw::LogWindow> CreateLogWindow() override { return std::make_unique<CopyingWindow>(); }
+};
+
+void BM_ExportWithWindow(benchmark::State& state) {
+  CopyingPlatform platform;
+  rw::SetPlatform(&platform);
+  BM_Export(state);
+  rw::LogCloseAll();
+  rw::SetPlatform(nullptr);
+}
+
+// The driver's steps done by hand, each stage timed on its own.
+void BM_Stages(benchmark::State& state) {
+  const int boneCount = static_cast<int>(state.range(0));
+  const int keyCount = static_cast<int>(state.range(1));
+  OutputFiles files;
+  const char* names[] = {"scan_ms", "header_ms", "anim_ms", "lead_ms", "folw_ms", "cmra_ms", "script_ms"};
+  double totals[7] = {};
+  for (auto _ : state) {
+    msModel* model = MakeScene(boneCount, keyCount);
+    rw::NisScene scene;
+    if (rw::LogSectionCount() > 0) rw::LogCloseAll();
+    rw::LogCreateWindow();
+    rw::LogOpenSection();
+    rw::LogOpenStage("NIS Export");
+    scene.model = model;
+    scene.iff = std::make_unique<rw::LiteIFF>();
+    if (!scene.iff->Attach(files.nis.c_str())) {
+      state.SkipWithError("cannot write the output file");
+      msModel_Destroy(model);
+      break;
+    }
+    int stage = 0;
+    auto timed = [&](auto&& run) {
+      const auto start = std::chrono::steady_clock::now();
+      run();
+      totals[stage++] += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    };
+    timed([&] { scene.ScanScene(); });
+    scene.iff->OpenForm(rw::kChunkForm, kFormNis, 0);
+    timed([&] { scene.WriteNisHeader(); });
+    timed([&] { scene.WriteAnimationCurves(); });
+    timed([&] { scene.WriteLeaders(); });
+    timed([&] { scene.WriteFollowers(); });
+    timed([&] { scene.WriteCameras(); });
+    scene.iff->CloseChunk();
+    rw::LogEndStage();
+    timed([&] { scene.ExportScript(files.nis.c_str()); });
+    scene.iff.reset();
+    msModel_Destroy(model);
+  }
+  for (int i = 0; i < 7; ++i) state.counters[names[i]] = benchmark::Counter(totals[i], benchmark::Counter::kAvgIterations);
+  ReportCounters(state, files.NisBytes(), KeyCount(boneCount, keyCount));
+}
+
+// Bones x keys per bone: NIS files from about 2 MB up to about 200 MB.
+void Sizes(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"bones", "keys"});
+  b->Args({100, 10})->Args({100, 1000})->Args({1000, 10})->Args({1000, 100})->Args({1000, 1000});
+  b->Args({10000, 10})->Args({10000, 100});
+  b->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+BENCHMARK(BM_Export)->Apply(Sizes);
+BENCHMARK(BM_Stages)->Apply(Sizes)->Iterations(1);
+BENCHMARK(BM_ExportWithWindow)
+    ->ArgNames({"bones", "keys"})
+    ->Args({1000, 10})
+    ->Args({10000, 10})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();
