@@ -146,17 +146,18 @@ TEST_F(NisChunksTest, CameraCurvesTurnHalfAboutY) {
 }
 
 TEST_F(NisChunksTest, KeylessEntitiesStillGetSevenBlocksAndOneNumberSeries) {
-  Accept(AddBone(model, "Plain"), "Root|Plain");
+  const std::string longPath = "Root|" + std::string(1100, 'p');  // curve names stay whole
+  Accept(AddBone(model, "Plain"), longPath);
   Accept(AddBone(model, "CAM_1"), "Root|CAM_1");
   Accept(AddBone(model, "Aim", "CAM_1"), "Root|CAM_1|Aim");  // a camera's child is a bone
   const std::string payload = Run(&NisScene::WriteAnimationCurves);
   // endTime 0: both placeholder keys at 0.0.
   Bytes expected;
   expected.u32(22).text("ANIM_Empty").u32(2).key(0, 0, kOne, 0).key(0, 0, kOne, 0).u32(0).u32(0);
-  for (const char* path : {"Root|Plain", "Root|CAM_1", "Root|CAM_1|Aim"})
+  for (const std::string& path : {longPath, std::string("Root|CAM_1"), std::string("Root|CAM_1|Aim")})
     for (const char* suffix :
          {"_translateX", "_translateY", "_translateZ", "_rotateX", "_rotateY", "_rotateZ", "_visibility"})
-      expected.text(std::string("ANIM_") + path + suffix).u32(0).u32(0).u32(0);
+      expected.text("ANIM_" + path + suffix).u32(0).u32(0).u32(0);
   EXPECT_EQ(payload, expected.s);
   EXPECT_EQ(Log(), Frame("Animation Curves",
                          "Writing animation curves for bone #1...\r\nWriting animation curves for camera #2...\r\n"
