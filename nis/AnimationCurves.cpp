@@ -81,6 +81,58 @@ float TransformColumn(const Matrix4& n, int c, float x, float y, float z) {
                             static_cast<double>(n.at(2, c)) * z + static_cast<double>(n.at(3, c)));
 }
 
+// What every sample of one entity shares.
+struct EntityPose {
+  msVec3 bindPosition = {0, 0, 0};
+  msVec3 bindRotation = {0, 0, 0};
+  Matrix4 inverse;          // N, the inverse of the bind chain
+  bool invertible = false;  // false: every position sample is 0, 0, 0
+  double halfTurn = 0.0;    // added to rotation Y: a camera's half turn, else 0
+  double framesPerSecond = 1.0;
+};
+
+// One key of each curve from position key j and rotation key j, paired by index alone.
+void AppendSample(const EntityPose& pose, const msPositionKey& positionKey, const msRotationKey& rotationKey,
+                  CurveSamples& samples) {
+  const msVec3& p = pose.bindPosition;
+  const msVec3& r = pose.bindRotation;
+  const float x = static_cast<float>(static_cast<double>(p[0]) + positionKey.Position[0]);
+  const float y = static_cast<float>(static_cast<double>(p[1]) + positionKey.Position[1]);
+  const float z = static_cast<float>(static_cast<double>(p[2]) + positionKey.Position[2]);
+  // The three terms of rotation Y are summed in double and rounded once.
+  const float rx = static_cast<float>(static_cast<double>(r[0]) + rotationKey.Rotation[0]);
+  const float ry = static_cast<float>(pose.halfTurn + rotationKey.Rotation[1] + r[1]);
+  const float rz = static_cast<float>(static_cast<double>(r[2]) + rotationKey.Rotation[2]);
+  for (int c = 0; c < 3; ++c)
+    samples.translate[c].push_back(pose.invertible ? TransformColumn(pose.inverse, c, x, y, z) : 0.0f);
+  samples.times.push_back(static_cast<float>(static_cast<double>(positionKey.fTime) / pose.framesPerSecond));
+  samples.rotate[0].push_back(rx);
+  samples.rotate[1].push_back(ry);
+  samples.rotate[2].push_back(rz);
+  samples.visibility.push_back(1.0f);
+}
+
+// The samples of one bone: one per position key. A key the host does not hand out counts
+// as time 0 and values 0, 0, 0; missing rotation keys are reported once per bone.
+void SampleBone(msBone* bone, const std::string& path, const EntityPose& pose, CurveSamples& samples) {
+  static const msPositionKey kNoPositionKey = {0, {0, 0, 0}};
+  static const msRotationKey kNoRotationKey = {0, {0, 0, 0}};
+  samples.Clear();
+  const int keyCount = msBone_GetPositionKeyCount(bone);
+  const int rotationKeyCount = msBone_GetRotationKeyCount(bone);
+  if (rotationKeyCount < keyCount)
+    LogWarning(
+        "Bone '%s' has only %d rotation keys for %d position keys\r\n"
+        "\t-> The missing rotation keys count as 0, 0, 0\n",
+        path.c_str(), rotationKeyCount, keyCount);
+  for (int j = 0; j < keyCount; ++j) {
+    const msPositionKey* positionKey = msBone_GetPositionKeyAt(bone, j);
+    const msRotationKey* rotationKey = msBone_GetRotationKeyAt(bone, j);
+    AppendSample(pose, positionKey ? *positionKey : kNoPositionKey, rotationKey ? *rotationKey : kNoRotationKey,
+                 samples);
+  }
+}
+
 }  // namespace
 
 bool NisScene::WriteAnimationCurves() {
@@ -89,59 +141,25 @@ bool NisScene::WriteAnimationCurves() {
   WriteU32(*iff, static_cast<uint32_t>(kCurvesPerEntity * bones.size() + 1));
   WriteEmptyCurve(*iff, endTime);
 
-  const double framesPerSecond = static_cast<double>(static_cast<uint32_t>(fps));
   CurveSamples samples;
   for (size_t i = 0; i < bones.size(); ++i) {
     msBone* bone = bones[i];
-    const std::string& path = i < bonePaths.size() ? bonePaths[i] : std::string();
-    samples.Clear();
+    const std::string path = i < bonePaths.size() ? bonePaths[i] : std::string();
     const bool isCamera = IsCameraPath(path);
     LogPrint("Writing animation curves for %s #%d...\n", isCamera ? "camera" : "bone", static_cast<int>(i + 1));
     const std::string curveName = kCurvePrefix + path;
 
-    const int keyCount = msBone_GetPositionKeyCount(bone);
-    const int rotationKeyCount = msBone_GetRotationKeyCount(bone);
-    if (rotationKeyCount < keyCount)
-      LogWarning(
-          "Bone '%s' has only %d rotation keys for %d position keys\r\n"
-          "\t-> The missing rotation keys count as 0, 0, 0\n",
-          path.c_str(), rotationKeyCount, keyCount);
-
-    msVec3 bindPosition = {0, 0, 0}, bindRotation = {0, 0, 0};
-    msBone_GetPosition(bone, bindPosition);
-    msBone_GetRotation(bone, bindRotation);
+    EntityPose pose;
+    msBone_GetPosition(bone, pose.bindPosition);
+    msBone_GetRotation(bone, pose.bindRotation);
     // The chain depends on the entity alone; in an ordinary model it is the identity.
-    Matrix4 chain, inverse;
+    Matrix4 chain;
     BuildChainMatrix(lookup, curveName, chain);
-    const bool invertible = InvertChainMatrix(chain, inverse);
-    const double halfTurn = isCamera ? static_cast<double>(kCameraHalfTurn) : 0.0;
+    pose.invertible = InvertChainMatrix(chain, pose.inverse);
+    pose.halfTurn = isCamera ? static_cast<double>(kCameraHalfTurn) : 0.0;
+    pose.framesPerSecond = static_cast<double>(static_cast<uint32_t>(fps));
 
-    for (int j = 0; j < keyCount; ++j) {
-      // A key the host does not hand out counts as time 0 and values 0, 0, 0.
-      static const msPositionKey kNoPositionKey = {0, {0, 0, 0}};
-      static const msRotationKey kNoRotationKey = {0, {0, 0, 0}};
-      const msPositionKey* positionKey = msBone_GetPositionKeyAt(bone, j);
-      const msRotationKey* rotationKey = msBone_GetRotationKeyAt(bone, j);
-      if (!positionKey) positionKey = &kNoPositionKey;
-      if (!rotationKey) rotationKey = &kNoRotationKey;
-
-      const float x = static_cast<float>(static_cast<double>(bindPosition[0]) + positionKey->Position[0]);
-      const float y = static_cast<float>(static_cast<double>(bindPosition[1]) + positionKey->Position[1]);
-      const float z = static_cast<float>(static_cast<double>(bindPosition[2]) + positionKey->Position[2]);
-      const float rx = static_cast<float>(static_cast<double>(bindRotation[0]) + rotationKey->Rotation[0]);
-      const float ry = static_cast<float>(halfTurn + rotationKey->Rotation[1] + bindRotation[1]);
-      const float rz = static_cast<float>(static_cast<double>(bindRotation[2]) + rotationKey->Rotation[2]);
-      float transformed[3] = {0.0f, 0.0f, 0.0f};
-      if (invertible)
-        for (int c = 0; c < 3; ++c) transformed[c] = TransformColumn(inverse, c, x, y, z);
-
-      samples.times.push_back(static_cast<float>(static_cast<double>(positionKey->fTime) / framesPerSecond));
-      for (int c = 0; c < 3; ++c) samples.translate[c].push_back(transformed[c]);
-      samples.rotate[0].push_back(rx);
-      samples.rotate[1].push_back(ry);
-      samples.rotate[2].push_back(rz);
-      samples.visibility.push_back(1.0f);
-    }
+    SampleBone(bone, path, pose, samples);
     WriteCurveSet(*iff, curveName, samples.times, samples.translate, samples.rotate, samples.visibility, 0, 0);
   }
 
