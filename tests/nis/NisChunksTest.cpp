@@ -140,7 +140,8 @@ TEST_F(NisChunksTest, AnimationExampleIs820BytesOfBindPlusKey) {
 TEST_F(NisChunksTest, CameraCurvesTurnHalfAboutY) {
   Accept(Ship("CAM_Ship"), "Root|CAM_Ship");
   Run(&NisScene::WriteAnimationCurves);
-  EXPECT_EQ(KeyValue("ANIM_Root|CAM_Ship_rotateY", 0), static_cast<double>(3.64159274f));  // pi + 0 + 0.5, rounded once
+  // Half turn 0x40490FDB + 0 + 0.5, summed in double and rounded once: 3.64159274.
+  EXPECT_EQ(test::ToHex(Bytes().f64(KeyValue("ANIM_Root|CAM_Ship_rotateY", 0)).s), "00 00 00 60 FB 21 0D 40");
   EXPECT_EQ(KeyValue("ANIM_Root|CAM_Ship_translateX", 1), 12.0);
   EXPECT_NE(Log().find("Writing animation curves for camera #1...\r\n"), std::string::npos);
 }
