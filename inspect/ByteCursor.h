@@ -65,7 +65,6 @@ class ByteCursor {
     uint32_t n;
     if (!U32(n, field)) return false;
     if (n > left()) {
-      pos_ = at;
       return Fail(at, field,
                   "text length " + std::to_string(n) + " runs past the end at " + std::to_string(end_) +
                       " (" + std::to_string(left()) + " bytes left)");

@@ -221,10 +221,14 @@ void ReadRecords(const uint8_t* data, const NisChunk& chunk, const char* name, s
   }
   out.reserve(out.size() + count);
   for (uint32_t i = 0; i < count; ++i) {
+    if (in.left() == 0) {
+      AddFault(faults, in.pos(), RecordWhere(name, i),
+               "the count says " + Num(count) + " records, but the chunk ends after " + Num(i));
+      return;
+    }
     Record r;
     if (!read(in, r)) {
-      AddFault(faults, in.failOffset(), RecordWhere(name, i) + " " + in.failField(),
-               in.failMessage() + "; the count says " + Num(count) + " records");
+      AddFault(faults, in.failOffset(), RecordWhere(name, i) + " " + in.failField(), in.failMessage());
       return;
     }
     out.push_back(std::move(r));

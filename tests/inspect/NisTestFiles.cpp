@@ -81,4 +81,26 @@ std::string TestScene::Build() const {
                  Chunk("CMRA", cmra.s) + extraChunks);
 }
 
+std::string OlderFileWithPath() {
+  Bytes nurb, path, lead, folw;
+  nurb.U32(1).Text("curve1").U32(3).U32(1).U32(2);
+  nurb.F64(0).F64(1).F64(2).F64(1).F64(3).F64(4).F64(5).F64(1);
+  nurb.U32(4).F64(0).F64(0).F64(1).F64(1);
+  path.U32(1).Text("path1").U8(255).U32(0).U32(1);
+  path.Text("ANIM_Empty").Text("").Text("").Text("");
+  path.F64(0.5).F64(2.5).Text("curve1").U8(0).U32(2).F64(0).F64(1);
+  lead.U32(1).Text("LEAD_A").Text("path1");
+  for (int i = 0; i < 6; ++i) lead.Text("ANIM_Empty");
+  for (int i = 0; i < 6; ++i) lead.F64(i);
+  folw.U32(1).Text("FOLW_A").Text("LEAD_A").U32(7).Text("Hgn_Scout");
+  for (int i = 0; i < 6; ++i) folw.Text("");
+  for (int i = 0; i < 6; ++i) folw.F64(0);
+  Bytes anim;
+  anim.U32(1).Text("ANIM_Empty").U32(0).U32(1).U32(0);
+  return NisForm(Chunk("NAME", "Homeworld2 NIS File") + Chunk("VERS", Bytes().U32(256).s) +
+                 Chunk("INFO", Bytes().U32(30).U32(1).U32(1830).s) + Chunk("ANIM", anim.s) +
+                 Chunk("NURB", nurb.s) + Chunk("PATH", path.s) + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
+                 Chunk("CMRA", Bytes().U32(0).s));
+}
+
 }  // namespace rw::test

@@ -63,6 +63,10 @@ struct TestScene {
   std::string Build() const;
 };
 
+// The game's own layout: NURB and PATH between ANIM and LEAD, and an older file's LEAD and FOLW
+// records without the rotation order and with the follower class as a number.
+std::string OlderFileWithPath();
+
 }  // namespace rw::test
 
 #endif
