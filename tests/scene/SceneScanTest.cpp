@@ -226,5 +226,25 @@ TEST_F(SceneScanTest, LongChainsAndLoopingChainsExportWithWholeWarnings) {
   EXPECT_EQ(warnings, 40u);
 }
 
+TEST(DeepChainExport, FortyNestedBonesOfLongNamesExportWhole) {
+  test::RecordingPlatform platform;
+  test::ScratchDir scratch;
+  msModel* model = CreateModel();
+  std::string parent, path = "Root";
+  for (int i = 0; i < 40; ++i) {
+    const std::string name = std::string(29, 'a' + i % 26) + std::to_string(i + 10);
+    AddKeyPair(AddBone(model, name, parent), 1, {}, {});
+    path += "|" + name;
+    parent = name;
+  }
+  NisScene scene;
+  EXPECT_TRUE(scene.ExportNis(scratch.Path("deep.nis").c_str(), model));
+  ASSERT_EQ(scene.bonePaths.back(), path);
+  EXPECT_NE(test::ReadFileBytes(scratch.Path("deep.nis")).find("FOLW_" + path), std::string::npos);
+  // Lines that name the path run far past 255 characters and still come out whole.
+  EXPECT_NE(LogSectionText(0).find(path), std::string::npos);
+  msModel_Destroy(model);
+}
+
 }  // namespace
 }  // namespace rw
