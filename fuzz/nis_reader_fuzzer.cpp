@@ -1,0 +1,23 @@
+// Feeds arbitrary bytes to the NIS reader, then runs check and both dumps on whatever it read.
+#include <cstddef>
+#include <cstdint>
+#include <sstream>
+#include <string>
+
+#include "inspect/Check.h"
+#include "inspect/Dump.h"
+#include "inspect/NisDocument.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  rw::NisDocument doc;
+  std::string error;
+  if (!rw::ReadNisDocument(data, size, doc, error)) return 0;
+  std::ostringstream sink;
+  for (const rw::NisProblem& p : rw::CheckNisDocument(doc)) sink << rw::ProblemLine(p) << '\n';
+  // The tail of the input doubles as a script, so that the script check sees odd text too.
+  std::string script(reinterpret_cast<const char*>(data) + size / 2, size - size / 2);
+  for (const rw::NisProblem& p : rw::CheckScriptText(doc, script, "fuzz.script")) sink << rw::ProblemLine(p) << '\n';
+  rw::WriteDumpText(doc, rw::DumpOptions{true}, sink);
+  rw::WriteDumpJson(doc, rw::DumpOptions{true}, sink);
+  return 0;
+}
