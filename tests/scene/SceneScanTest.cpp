@@ -140,6 +140,7 @@ TEST_F(SceneScanTest, FrameRateOptionAndItsWarnings) {
       {"OPT_FPS=-24", 24, zeroFps},  // no sign in number text
       {"OPT_FPS=", 24, noFps},      {"", 24, noFps},          {"OPT_FPS=0.5", 24, zeroFps},
       {"OPT_FPS=4294967297", 1, ""},  // the low 32 bits of the whole number
+      {"OPT_FPS=1e400", 24, zeroFps},  // infinity truncates to 0, without overflow
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Scan({{"Hull", "", {1}}}, c.comment), "\r\n" + c.warning + "\r\nGot bone \"Hull\".\r\n") << c.comment;
