@@ -18,41 +18,29 @@ struct Outcome {
   std::string out, err;
 };
 
-std::string ShellQuoted(const std::string& word) {
-  std::string quoted = "'";
-  for (char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 class CliTest : public ::testing::Test {
  protected:
   void SetUp() override {
     test::WriteFileBytes(scratch.Path("scene.ms3d"), test::ReadFileBytes(std::string(RW_EXAMPLES_DIR) + "/fleet.ms3d"));
   }
-  // Runs reelwright with args inside the scratch folder.
+  // Runs reelwright with args inside the scratch folder (no quotes in our words).
   Outcome Run(const std::vector<std::string>& args) {
-    std::string command = "cd " + ShellQuoted(scratch.dir()) + " && " + ShellQuoted(RW_REELWRIGHT);
-    for (const std::string& arg : args) command += " " + ShellQuoted(arg);
-    const std::string errPath = scratch.dir() + "/../" + ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".err";
-    command += " 2>" + ShellQuoted(errPath);
+    const std::string errPath = scratch.dir() + ".err";
+    std::string command = "cd '" + scratch.dir() + "' && '" RW_REELWRIGHT "'";
+    for (const std::string& arg : args) command += " '" + arg + "'";
     Outcome outcome;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return outcome;
+    std::FILE* pipe = popen((command + " 2>'" + errPath + "'").c_str(), "r");
     char buffer[4096];
-    size_t got;
-    while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) outcome.out.append(buffer, got);
-    const int status = pclose(pipe);
+    for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.out.append(buffer, got);
+    const int status = pipe ? pclose(pipe) : -1;
     outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     outcome.err = test::ReadFileBytes(errPath);
-    std::filesystem::remove(errPath);
     return outcome;
   }
   std::string File(const std::string& name) { return test::ReadFileBytes(scratch.Path(name)); }
   size_t FileCount() {
     size_t count = 0;
-    for (auto it = std::filesystem::recursive_directory_iterator(scratch.dir());
-         it != std::filesystem::recursive_directory_iterator(); ++it)
-      count += it->is_regular_file() ? 1 : 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.dir())) count += entry.is_regular_file();
     return count;
   }
   test::ScratchDir scratch;
@@ -128,6 +116,11 @@ TEST_F(CliTest, ExistingOutputIsRefusedUnlessForced) {
   EXPECT_EQ(outcome.err, "reelwright: error: output file \"out.nis\" exists; use --force to replace it\n");
   EXPECT_EQ(File("out.nis"), "keep");
   EXPECT_FALSE(test::FileExists(scratch.Path("out.script")));
+
+  std::filesystem::create_directories(scratch.Path("shots.d"));  // a folder is never replaced
+  outcome = Run({"export", "scene.ms3d", "-o", "shots.d", "--force"});
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(outcome.err, "reelwright: error: output path \"shots.d\" is a folder\n");
 
   for (const char* force : {"--force", "-f"}) {
     outcome = Run({"export", "scene.ms3d", "-o", "out", force, "-q"});
