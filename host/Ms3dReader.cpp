@@ -384,6 +384,9 @@ Ms3dReadResult ReadMs3d(const std::string& bytes) { return ReadMs3d(bytes.data()
 Ms3dReadResult ReadMs3dFile(const std::string& path) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) return FileError("is a folder, not a model file");
+  // A device or a pipe could be endless; a model is a plain file.
+  if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))
+    return FileError("is not a plain file");
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (!file) return FileError(std::string("cannot open the file (") + std::strerror(errno) + ")");
   std::string bytes;
