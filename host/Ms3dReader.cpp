@@ -182,7 +182,7 @@ bool Ms3dParser::ReadAnimation() {
   } else {
     char text[64];
     std::snprintf(text, sizeof text, "%g", static_cast<double>(fps));
-    Warn(fpsOffset, std::string("animation fps ") + text + " is not a positive number; key times are read with 24");
+    Warn(fpsOffset, std::string("animation fps ") + text + " is not a finite number above 0; key times are read with 24");
   }
   return true;
 }
