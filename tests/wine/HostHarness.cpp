@@ -539,9 +539,17 @@ void CaseExport(const std::string& modelPath, const std::string& out) {
 }
 
 // Keeps the log window painted (this thread owns it, so this thread must pump) until the
-// release file appears, at most a minute.
+// release file appears, at most a minute. The ready file holds the window's screen rectangle
+// as "left top width height".
 void Pause(const std::string& ready, const std::string& release) {
-  Check(WriteBytes(ready, "ready\n"), "pause: ready file written");
+  const std::vector<HWND> windows = FindLogWindows();
+  RECT rect = {0, 0, 0, 0};
+  if (!windows.empty()) GetWindowRect(windows[0], &rect);
+  const std::string place = std::to_string(rect.left) + " " + std::to_string(rect.top) + " " +
+                            std::to_string(rect.right - rect.left) + " " + std::to_string(rect.bottom - rect.top) + "\n";
+  // Written under another name and renamed, so that the waiting side never reads half of it.
+  Check(WriteBytes(ready + ".part", place) && MoveFileExA((ready + ".part").c_str(), ready.c_str(), MOVEFILE_REPLACE_EXISTING),
+        "pause: ready file written");
   for (int waited = 0; waited < 600 && !FileExists(release); ++waited) {
     MSG message;
     while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
