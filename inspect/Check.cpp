@@ -77,17 +77,22 @@ class DocumentCheck {
     Report(RecordWhere(chunk, index, field), offset, message);
   }
 
+  // The title and version come from the first NAME and VERS chunk of the FORM.
   void Header() {
+    const NisChunk* name = nullptr;
+    const NisChunk* vers = nullptr;
     for (const NisChunk& form : doc_.chunks) {
       for (const NisChunk& c : form.children) {
-        if (c.id == kChunkName && doc_.title && *doc_.title != kNisTitle) {
-          Report("NAME", c.dataOffset, "title " + QuoteText(*doc_.title) + " is not " + QuoteText(kNisTitle));
-        }
-        if (c.id == kChunkVers && doc_.version && *doc_.version != kNisVersion) {
-          Report("VERS", c.dataOffset,
-                 "version " + std::to_string(*doc_.version) + " is not " + std::to_string(kNisVersion));
-        }
+        if (c.id == kChunkName && !name) name = &c;
+        if (c.id == kChunkVers && !vers) vers = &c;
       }
+    }
+    if (name && doc_.title && *doc_.title != kNisTitle) {
+      Report("NAME", name->dataOffset, "title " + QuoteText(*doc_.title) + " is not " + QuoteText(kNisTitle));
+    }
+    if (vers && doc_.version && *doc_.version != kNisVersion) {
+      Report("VERS", vers->dataOffset,
+             "version " + std::to_string(*doc_.version) + " is not " + std::to_string(kNisVersion));
     }
   }
 

@@ -1,5 +1,6 @@
 #include "inspect/Dump.h"
 
+#include <set>
 #include <string>
 
 #include "inspect/TextFormat.h"
@@ -63,9 +64,11 @@ class TextDump {
  private:
   void Chunk(const NisChunk& c, int depth) {
     out_ << std::string(size_t(depth) * 2, ' ') << ChunkHeadText(c);
-    if (c.id == kChunkName && doc_.title) out_ << ": " << QuoteText(*doc_.title);
-    if (c.id == kChunkVers && doc_.version) out_ << ": " << *doc_.version;
-    if (c.id == kChunkInfo && doc_.info) {
+    // The header values were taken from the first decoded chunk of each id.
+    bool first = c.decoded && shownIds_.insert(c.id).second;
+    if (c.id == kChunkName && first && doc_.title) out_ << ": " << QuoteText(*doc_.title);
+    if (c.id == kChunkVers && first && doc_.version) out_ << ": " << *doc_.version;
+    if (c.id == kChunkInfo && first && doc_.info) {
       out_ << ": fps " << doc_.info->fps << ", start " << doc_.info->start << ", end " << doc_.info->end;
     }
     if (c.id == kChunkLead && doc_.leaderVariant) out_ << ": " << VariantName(*doc_.leaderVariant) << " layout";
@@ -189,6 +192,7 @@ class TextDump {
   const NisDocument& doc_;
   const DumpOptions& options_;
   std::ostream& out_;
+  std::set<uint32_t> shownIds_;
 };
 
 // ---- JSON ----
@@ -274,12 +278,12 @@ class JsonDump {
   }
 
   void Chunk(const NisChunk& c) {
-    json_.BeginObject();
+    bool container = c.id == kChunkForm || c.id == kChunkNrml;
+    json_.BeginObject(!container);  // a plain chunk on one line
     TextField("id", ChunkIdText(c.id));
     IntField("offset", c.offset);
     IntField("length", c.length);
     IntField("dataSize", c.dataSize);
-    bool container = c.id == kChunkForm || c.id == kChunkNrml;
     if (container) {
       TextField("type", ChunkIdText(c.type));
       if (c.id == kChunkNrml) IntField("extra", c.extra);

@@ -1,7 +1,5 @@
 #include "inspect/Inspect.h"
 
-#include <fstream>
-#include <iterator>
 #include <ostream>
 
 #include "inspect/Check.h"
@@ -74,12 +72,11 @@ int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::o
   }
   std::vector<NisProblem> problems = CheckNisDocument(doc);
   if (files.size() == 2) {
-    std::ifstream script(files[1], std::ios::binary);
-    if (!script) {
-      err << "reelwright: " << files[1] << ": cannot open the script\n";
+    std::string text;
+    if (!ReadWholeFile(files[1], text, error)) {
+      err << "reelwright: " << files[1] << ": " << error << "\n";
       return kExitUnreadable;
     }
-    std::string text((std::istreambuf_iterator<char>(script)), std::istreambuf_iterator<char>());
     std::vector<NisProblem> more = CheckScriptText(doc, text, files[1]);
     problems.insert(problems.end(), more.begin(), more.end());
   }

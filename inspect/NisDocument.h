@@ -140,6 +140,10 @@ bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::st
 // The same for a file on disk; false with `error` also when it cannot be read.
 bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error);
 
+// Reads a whole file into `bytes`. False, with a one-line `error` (without the path), when it
+// cannot be opened or read (a directory, say) or holds more than 32-bit offsets reach.
+bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error);
+
 // "NAME" for a chunk id; bytes outside printable ASCII appear as \xNN.
 std::string ChunkIdText(uint32_t id);
 

@@ -1,10 +1,12 @@
 // Reads NIS files: the chunk tree first, then the payload of each known chunk inside the
 // FORM "NIS ", record by record. Written apart from the exporter's chunk writers on purpose:
 // it shares their constants, never their code.
+#include <cerrno>
 #include <cstdio>
-#include <fstream>
+#include <cstring>
 #include <functional>
 #include <iterator>
+#include <string>
 
 #include "inspect/ByteCursor.h"
 #include "inspect/NisDocument.h"
@@ -377,17 +379,37 @@ bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::st
   return true;
 }
 
-bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error) {
-  std::ifstream file(path, std::ios::binary);
+bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
   if (!file) {
-    error = "cannot open '" + path + "'";
+    error = std::string("cannot open: ") + std::strerror(errno);
     return false;
   }
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (file.bad()) {
-    error = "cannot read '" + path + "'";
+  bytes.clear();
+  char buffer[65536];
+  size_t got;
+  bool tooLarge = false;
+  while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
+    bytes.append(buffer, got);
+    // 32-bit lengths cannot describe more; stop before holding an arbitrarily large file.
+    if (bytes.size() > 0xFFFFFFFFu) {
+      tooLarge = true;
+      break;
+    }
+  }
+  int readError = std::ferror(file) ? errno : 0;
+  std::fclose(file);
+  if (readError || tooLarge) {
+    error = readError ? std::string("cannot read: ") + std::strerror(readError)
+                      : "larger than 32-bit offsets reach";
     return false;
   }
+  return true;
+}
+
+bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error) {
+  std::string bytes;
+  if (!ReadWholeFile(path, bytes, error)) return false;
   return ReadNisDocument(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), doc, error);
 }
 

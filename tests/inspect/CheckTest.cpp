@@ -159,6 +159,8 @@ TEST(Check, StructuralFaultsAreReportedWithTheirOffset) {
   }
 }
 
+// Both commands: 0 clean (or shown), 1 problems found, 2 unreadable input or bad arguments,
+// with one line on err exactly when the code is 2.
 TEST(Check, CommandExitCodes) {
   ScratchDir dir;
   TestScene broken = TestScene::Default();
@@ -167,49 +169,40 @@ TEST(Check, CommandExitCodes) {
   WriteFileBytes(dir.Path("broken.nis"), broken.Build());
   WriteFileBytes(dir.Path("good.script"), "with FOLW_Root|Ship\n{\n}\n");
   WriteFileBytes(dir.Path("bad.script"), "with FOLW_Root|Nobody\n{\n}\n");
-  WriteFileBytes(dir.Path("text.nis"), "just some text, not a NIS file");
-  struct Case {
-    std::vector<std::string> args;
-    int code;
-    size_t outLines;
-  } cases[] = {
-      {{dir.Path("good.nis")}, 0, 0},
-      {{dir.Path("good.nis"), dir.Path("good.script")}, 0, 0},
-      {{dir.Path("broken.nis")}, 1, 1},
-      {{dir.Path("broken.nis"), dir.Path("bad.script")}, 1, 2},
-      {{dir.Path("text.nis")}, 2, 0},
-      {{dir.Path("missing.nis")}, 2, 0},
-      {{dir.Path("good.nis"), dir.Path("missing.script")}, 2, 0},
-      {{}, 2, 0},
-      {{dir.Path("good.nis"), "--json"}, 2, 0},
-  };
-  for (const Case& c : cases) {
-    std::ostringstream out, err;
-    EXPECT_EQ(CheckCommand(c.args, out, err), c.code) << out.str() << err.str();
-    std::string text = out.str();
-    EXPECT_EQ(size_t(std::count(text.begin(), text.end(), '\n')), c.outLines) << text;
-    EXPECT_EQ(err.str().empty(), c.code != 2) << err.str();
-  }
-}
-
-TEST(Check, DumpCommandRefusesWhatIsNoNisFile) {
-  ScratchDir dir;
   WriteFileBytes(dir.Path("short.nis"), "FORM");
   WriteFileBytes(dir.Path("aiff.nis"), std::string("FORM\0\0\0\4AIFF", 12));
-  WriteFileBytes(dir.Path("good.nis"), TestScene::Default().Build());
+  auto* check = &CheckCommand;
+  auto* dump = &DumpCommand;
   struct Case {
+    int (*command)(const std::vector<std::string>&, std::ostream&, std::ostream&);
     std::vector<std::string> args;
     int code;
-    std::string err;
+    size_t outLines;   // for check
+    std::string err;   // a part of the error line
   } cases[] = {
-      {{dir.Path("short.nis")}, 2, "file has 4 bytes, too few for a FORM head (12)"},
-      {{dir.Path("aiff.nis"), "--json"}, 2, "offset 8: form type 'AIFF' is not 'NIS '"},
-      {{dir.Path("good.nis"), "--keys", "--json"}, 0, ""},
-      {{dir.Path("good.nis"), "--yaml"}, 2, "unknown option '--yaml'"},
+      {check, {dir.Path("good.nis")}, 0, 0, ""},
+      {check, {dir.Path("good.nis"), dir.Path("good.script")}, 0, 0, ""},
+      {check, {dir.Path("broken.nis")}, 1, 1, ""},
+      {check, {dir.Path("broken.nis"), dir.Path("bad.script")}, 1, 2, ""},
+      {check, {dir.Path("short.nis")}, 2, 0, "file has 4 bytes, too few for a FORM head (12)"},
+      {check, {dir.Path("missing.nis")}, 2, 0, "missing.nis: cannot open: No such file"},
+      {check, {dir.Path("good.nis"), dir.Path("missing.script")}, 2, 0, "missing.script: cannot open"},
+      {check, {dir.Path("good.nis"), dir.dir()}, 2, 0, ": cannot read: Is a directory"},
+      {check, {}, 2, 0, "usage: reelwright check FILE.nis [FILE.script]"},
+      {check, {dir.Path("good.nis"), "--json"}, 2, 0, "unknown option '--json'"},
+      {dump, {dir.Path("aiff.nis"), "--json"}, 2, 0, "offset 8: form type 'AIFF' is not 'NIS '"},
+      {dump, {dir.dir()}, 2, 0, ": cannot read: Is a directory"},
+      {dump, {dir.Path("good.nis"), "--keys", "--json"}, 0, 0, ""},
+      {dump, {dir.Path("good.nis"), "--yaml"}, 2, 0, "unknown option '--yaml'"},
   };
   for (const Case& c : cases) {
     std::ostringstream out, err;
-    EXPECT_EQ(DumpCommand(c.args, out, err), c.code);
+    EXPECT_EQ(c.command(c.args, out, err), c.code) << out.str() << err.str();
+    std::string text = out.str();
+    if (c.command == check) {
+      EXPECT_EQ(size_t(std::count(text.begin(), text.end(), '\n')), c.outLines) << text;
+    }
+    EXPECT_EQ(err.str().empty(), c.code != 2) << err.str();
     EXPECT_NE(err.str().find(c.err), std::string::npos) << err.str();
   }
 }

@@ -109,55 +109,13 @@ TEST(Dump, JsonOfTheEmptySceneFile) {
       "dataSize": 531,
       "type": "NIS ",
       "children": [
-        {
-          "id": "NAME",
-          "offset": 12,
-          "length": 19,
-          "dataSize": 19,
-          "decoded": true
-        },
-        {
-          "id": "VERS",
-          "offset": 39,
-          "length": 4,
-          "dataSize": 4,
-          "decoded": true
-        },
-        {
-          "id": "INFO",
-          "offset": 51,
-          "length": 12,
-          "dataSize": 12,
-          "decoded": true
-        },
-        {
-          "id": "ANIM",
-          "offset": 71,
-          "length": 94,
-          "dataSize": 94,
-          "decoded": true
-        },
-        {
-          "id": "LEAD",
-          "offset": 173,
-          "length": 158,
-          "dataSize": 158,
-          "decoded": true
-        },
-        {
-          "id": "FOLW",
-          "offset": 339,
-          "length": 180,
-          "dataSize": 180,
-          "decoded": true
-        },
-        {
-          "id": "CMRA",
-          "offset": 527,
-          "length": 4,
-          "dataSize": 4,
-          "decoded": true
-        }
+        {"id": "NAME", "offset": 12, "length": 19, "dataSize": 19, "decoded": true},
+        {"id": "VERS", "offset": 39, "length": 4, "dataSize": 4, "decoded": true},
+        {"id": "INFO", "offset": 51, "length": 12, "dataSize": 12, "decoded": true},
+        {"id": "ANIM", "offset": 71, "length": 94, "dataSize": 94, "decoded": true},
+        {"id": "LEAD", "offset": 173, "length": 158, "dataSize": 158, "decoded": true},
+        {"id": "FOLW", "offset": 339, "length": 180, "dataSize": 180, "decoded": true},
+        {"id": "CMRA", "offset": 527, "length": 4, "dataSize": 4, "decoded": true}
       ]
     }
   ],
@@ -265,8 +223,7 @@ TEST(Dump, UndecodedChunksShowTheirFirstBytes) {
   EXPECT_NE(text.find("LONG at 3022, length 40: not decoded, first bytes 41 41 41 41 41 41 41 41 41 41 41 41 41 41 41 41\n"),
             std::string::npos) << text;
   std::string json = DumpJson(scene.Build(), false);
-  EXPECT_NE(json.find("\"id\": \"XTRA\",\n          \"offset\": 3011,\n          \"length\": 3,\n          \"dataSize\": 3,\n"
-                      "          \"decoded\": false,\n          \"firstBytes\": \"01 02 03\""),
+  EXPECT_NE(json.find(R"({"id": "XTRA", "offset": 3011, "length": 3, "dataSize": 3, "decoded": false, "firstBytes": "01 02 03"})"),
             std::string::npos) << json;
 }
 
