@@ -34,27 +34,8 @@ std::string DumpJson(const std::string& bytes, bool keys) {
   return out.str();
 }
 
-// The file of a model without accepted bones: placeholders only, end time 3 s.
-std::string EmptySceneFile() {
-  Bytes anim, lead, folw;
-  anim.U32(1).Text("ANIM_Empty").U32(2);
-  anim.F64(0).F64(0).F32(1).F32(0).F32(1).F32(0);
-  anim.F64(3).F64(0).F32(1).F32(0).F32(1).F32(0).U32(0).U32(0);
-  lead.U32(1).Text("LEAD_Empty").Text("");
-  for (int i = 0; i < 6; ++i) lead.Text("ANIM_Empty");
-  for (int i = 0; i < 6; ++i) lead.F64(0);
-  lead.Raw(" ZYX");
-  folw.U32(1).Text("FOLW_Empty").Text("LEAD_Empty").Text("None").Text("");
-  for (int i = 0; i < 6; ++i) folw.Text("ANIM_Empty");
-  for (int i = 0; i < 6; ++i) folw.F64(0);
-  folw.Raw(" ZYX");
-  return NisForm(Chunk("NAME", "Homeworld2 NIS File") + Chunk("VERS", Bytes().U32(256).s) +
-                 Chunk("INFO", Bytes().U32(24).U32(0).U32(3).s) + Chunk("ANIM", anim.s) + Chunk("LEAD", lead.s) +
-                 Chunk("FOLW", folw.s) + Chunk("CMRA", Bytes().U32(0).s));
-}
-
 TEST(Dump, TextOfTheEmptySceneFile) {
-  EXPECT_EQ(DumpText(EmptySceneFile(), true), R"(file: 539 bytes
+  EXPECT_EQ(DumpText(TestScene::Placeholders().Build(), true), R"(file: 539 bytes
 FORM 'NIS ' at 0, length 531
   NAME at 12, length 19: "Homeworld2 NIS File"
   VERS at 39, length 4: 256
@@ -97,7 +78,7 @@ cameras (0):
 }
 
 TEST(Dump, JsonOfTheEmptySceneFile) {
-  EXPECT_EQ(DumpJson(EmptySceneFile(), true), R"({
+  EXPECT_EQ(DumpJson(TestScene::Placeholders().Build(), true), R"({
   "format": "reelwright-nis-dump",
   "formatVersion": 1,
   "fileSize": 539,

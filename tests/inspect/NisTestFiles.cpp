@@ -31,6 +31,14 @@ CurveSlots EmptySlots() {
   return s;
 }
 
+TestScene TestScene::Placeholders() {
+  TestScene t;
+  t.curves = {"ANIM_Empty"};
+  t.leaders = {{"LEAD_Empty", "", EmptySlots()}};
+  t.followers = {{"FOLW_Empty", "LEAD_Empty", "None", "", EmptySlots()}};
+  return t;
+}
+
 TestScene TestScene::Default() {
   TestScene t;
   t.curves.push_back("ANIM_Empty");
@@ -53,14 +61,18 @@ std::string TestScene::Build() const {
   anim.U32(uint32_t(curves.size()));
   for (size_t i = 0; i < curves.size(); ++i) {
     anim.Text(curves[i]).U32(2);
-    for (int k = 0; k < 2; ++k) anim.F64(k + 1.0).F64(double(i) + k).F32(1).F32(0).F32(1).F32(0);
+    // The placeholder as the exporter writes it: flat from 0 to the end time.
+    bool empty = curves[i] == "ANIM_Empty";
+    for (int k = 0; k < 2; ++k) {
+      anim.F64(empty ? 3.0 * k : k + 1.0).F64(empty ? 0 : double(i) + k).F32(1).F32(0).F32(1).F32(0);
+    }
     anim.U32(0).U32(0);
   }
   lead.U32(uint32_t(leaders.size()));
   for (const auto& r : leaders) {
     lead.Text(r.name).Text(r.path);
     for (const auto& c : r.curves) lead.Text(c);
-    for (int k = 0; k < 6; ++k) lead.F64(0.5 * k);
+    for (int k = 0; k < 6; ++k) lead.F64(r.name == "LEAD_Empty" ? 0 : 0.5 * k);
     lead.Raw(" ZYX");
   }
   folw.U32(uint32_t(followers.size()));

@@ -60,6 +60,7 @@ struct TestScene {
   std::string extraChunks;  // appended behind CMRA inside the FORM
 
   static TestScene Default();
+  static TestScene Placeholders();  // the file of a model without accepted bones
   std::string Build() const;
 };
 
