@@ -14,16 +14,11 @@
 namespace rw::test {
 namespace {
 
-std::vector<std::string> CheckLines(const std::string& bytes, const std::string& script = "") {
+std::vector<std::string> CheckFile(const std::string& bytes, const std::string& script = "") {
   NisDocument doc;
   std::string error;
   EXPECT_TRUE(ReadNisDocument(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), doc, error)) << error;
-  std::vector<NisProblem> problems = CheckNisDocument(doc);
-  std::vector<NisProblem> more = CheckScriptText(doc, script, "a.script");
-  problems.insert(problems.end(), more.begin(), more.end());
-  std::vector<std::string> lines;
-  for (const NisProblem& p : problems) lines.push_back(ProblemLine(p));
-  return lines;
+  return CheckLines(doc, script);
 }
 
 // Offset of the n-th (from 0) counted text `name` in the file: where its length word starts.
@@ -36,7 +31,7 @@ size_t TextOffset(const std::string& file, const std::string& name, int n) {
 }
 
 TEST(Check, TheDefaultSceneIsClean) {
-  EXPECT_EQ(CheckLines(TestScene::Default().Build()), std::vector<std::string>{});
+  EXPECT_EQ(CheckFile(TestScene::Default().Build()), std::vector<std::string>{});
 }
 
 TEST(Check, EveryKindOfBrokenReferenceIsReportedWhereItStands) {
@@ -76,7 +71,7 @@ TEST(Check, EveryKindOfBrokenReferenceIsReportedWhereItStands) {
     c.change(scene);
     std::string file = scene.Build();
     std::string line = std::string(c.where) + " at " + std::to_string(TextOffset(file, c.name, c.occurrence)) + ": " + c.message;
-    EXPECT_EQ(CheckLines(file), std::vector<std::string>{line}) << c.what;
+    EXPECT_EQ(CheckFile(file), std::vector<std::string>{line}) << c.what;
   }
 }
 
@@ -89,18 +84,18 @@ TEST(Check, ScriptNamesAreCheckedAgainstFollowersAndCameras) {
       {"at 0\n\tcameraCut(\"FOLW_Root|CAM_Main\")\n\tattack(\"FOLW_Root|Ship\")\n\nwith FOLW_Root|Ship\n{\n"
        "\tat 24\n\t\tfire(\"front\")\n}\n\n",
        {}},
-      {"with FOLW_Root|Gone\n{\n}\n", {R"(a.script line 1: with "FOLW_Root|Gone" names a follower that FOLW does not hold)"}},
+      {"with FOLW_Root|Gone\n{\n}\n", {R"(x.script line 1: with "FOLW_Root|Gone" names a follower that FOLW does not hold)"}},
       {"at 48\n\tattack(\"FOLW_Root|\")\n",
-       {R"(a.script line 2: attack names follower "FOLW_Root|", which FOLW does not hold)"}},
+       {R"(x.script line 2: attack names follower "FOLW_Root|", which FOLW does not hold)"}},
       {"at 0\r\n\tcameraCut(\"FOLW_Root|IG_Cam\")\r\n",
-       {R"(a.script line 2: cameraCut names "FOLW_Root|IG_Cam", neither a follower nor a camera of the file)"}},
+       {R"(x.script line 2: cameraCut names "FOLW_Root|IG_Cam", neither a follower nor a camera of the file)"}},
       // The game's scripts: cuts to a camera record's name, comments, braces on the with line.
       {"at frame 1\n  cameraCut(\"CAM_Main\") -- first shot\nwith FOLW_Root|Ship { -- block\n}\n", {}},
       {"-- attack(\"nobody\")\n\tfire(\"FOLW_Nobody\")\n\tAttack(\"FOLW_Nobody\")\n", {}},
       {"at 1\n\tattack(\"FOLW_Root|Ship\", \"FOLW_Nobody\")\n", {}},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(CheckLines(TestScene::Default().Build(), c.script), c.lines) << c.script;
+    EXPECT_EQ(CheckFile(TestScene::Default().Build(), c.script), c.lines) << c.script;
   }
 }
 
@@ -153,7 +148,7 @@ TEST(Check, StructuralFaultsAreReportedWithTheirOffset) {
        R"(NAME at 20: title "Homeworld2 NIS" is not "Homeworld2 NIS File")"},
   };
   for (const Case& c : cases) {
-    std::vector<std::string> lines = CheckLines(c.file);
+    std::vector<std::string> lines = CheckFile(c.file);
     ASSERT_FALSE(lines.empty()) << c.what;
     EXPECT_EQ(lines[0], c.line) << c.what;
   }

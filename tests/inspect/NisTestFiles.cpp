@@ -1,5 +1,7 @@
 #include "tests/inspect/NisTestFiles.h"
 
+#include "inspect/Check.h"
+
 namespace rw::test {
 namespace {
 
@@ -91,6 +93,15 @@ std::string TestScene::Build() const {
                        Chunk("INFO", Bytes().U32(24).U32(0).U32(3).s);
   return NisForm(header + Chunk("ANIM", anim.s) + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
                  Chunk("CMRA", cmra.s) + extraChunks);
+}
+
+std::vector<std::string> CheckLines(const NisDocument& doc, const std::string& script) {
+  std::vector<NisProblem> problems = CheckNisDocument(doc);
+  std::vector<NisProblem> more = CheckScriptText(doc, script, "x.script");
+  problems.insert(problems.end(), more.begin(), more.end());
+  std::vector<std::string> lines;
+  for (const NisProblem& p : problems) lines.push_back(ProblemLine(p));
+  return lines;
 }
 
 std::string OlderFileWithPath() {

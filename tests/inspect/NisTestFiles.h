@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "inspect/NisDocument.h"
+
 namespace rw::test {
 
 // Little-endian payload bytes, appended in call order.
@@ -63,6 +65,9 @@ struct TestScene {
   static TestScene Placeholders();  // the file of a model without accepted bones
   std::string Build() const;
 };
+
+// check's lines for a document and a script (named "x.script").
+std::vector<std::string> CheckLines(const NisDocument& doc, const std::string& script);
 
 // The game's own layout: NURB and PATH between ANIM and LEAD, and an older file's LEAD and FOLW
 // records without the rotation order and with the follower class as a number.

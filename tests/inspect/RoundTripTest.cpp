@@ -11,6 +11,7 @@
 #include "host/MemoryModel.h"
 #include "host/Ms3dReader.h"
 #include "inspect/Check.h"
+#include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
 namespace rw::test {
@@ -119,15 +120,6 @@ void ExpectDocumentMatchesScene(const Exported& e) {
   }
 }
 
-std::vector<std::string> CheckLines(const Exported& e) {
-  std::vector<NisProblem> problems = CheckNisDocument(e.doc);
-  std::vector<NisProblem> more = CheckScriptText(e.doc, e.script, "x.script");
-  problems.insert(problems.end(), more.begin(), more.end());
-  std::vector<std::string> lines;
-  for (const NisProblem& p : problems) lines.push_back(ProblemLine(p));
-  return lines;
-}
-
 TEST(RoundTrip, TheExampleAndEverySampleReadBackAsExported) {
   std::vector<std::string> models = {std::string(RW_EXAMPLES_DIR) + "/fleet.ms3d"};
   for (const auto& entry : std::filesystem::directory_iterator(RW_SAMPLES_DIR)) {
@@ -142,7 +134,7 @@ TEST(RoundTrip, TheExampleAndEverySampleReadBackAsExported) {
     ExportAndRead(read.model.get(), dir, std::filesystem::path(file).stem().string(), e);
     ExpectDocumentMatchesScene(e);
     // None of these models names a dropped or missing bone, so nothing may be reported.
-    EXPECT_EQ(CheckLines(e), std::vector<std::string>{});
+    EXPECT_EQ(CheckLines(e.doc, e.script), std::vector<std::string>{});
   }
 }
 
@@ -164,7 +156,7 @@ TEST(RoundTrip, CheckReportsWhatTheExporterKnowinglyLeavesUnresolved) {
   ExpectDocumentMatchesScene(e);
   size_t coi1 = e.doc.cameras[0].offset + 4 + 5 + 4 + 15;
   size_t coi2 = e.doc.cameras[1].offset + 4 + 5 + 4 + 15;
-  EXPECT_EQ(CheckLines(e),
+  EXPECT_EQ(CheckLines(e.doc, e.script),
             (std::vector<std::string>{
                 "CMRA #1 centerOfInterest at " + std::to_string(coi1) +
                     R"(: names follower "FOLW_Root|IG_Target", which FOLW does not hold)",
