@@ -9,7 +9,7 @@
 #
 # Usage: scripts/wine-test.sh [--screenshot]
 #   --screenshot  also saves the log window after the example's export as docs/log-window.png
-#                 (installs x11-apps and imagemagick for it)
+#                 (installs x11-apps and netpbm for it)
 # Needs no display and no input; exits non-zero on any failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -44,14 +44,16 @@ if [[ "${1:-}" == "--in-display" ]]; then
   "$loader" "$@" &
   harness=$!
   if [[ -n "${RW_SCREENSHOT:-}" ]]; then
-    for ((i = 0; i < 3000 && ! -f $RW_READY; ++i)); do
-      kill -0 "$harness" 2>/dev/null || break
+    waited=0
+    while [[ ! -f $RW_READY && $waited -lt 3000 ]] && kill -0 "$harness" 2>/dev/null; do
       sleep 0.1
+      waited=$((waited + 1))
     done
     if [[ -f $RW_READY ]]; then
       read -r x y w h <"$RW_READY"
       sleep 1  # let the window settle after the message box
-      xwd -root -silent | convert xwd:- -crop "${w}x${h}+${x}+${y}" +repage "png:$RW_SCREENSHOT" || true
+      xwd -root -silent | xwdtopnm 2>/dev/null | pamcut -left "$x" -top "$y" -width "$w" -height "$h" |
+        pnmtopng >"$RW_SCREENSHOT" || true
     fi
     touch "$RW_RELEASE"
   fi
@@ -67,11 +69,11 @@ if [[ "${1:-}" == "--screenshot" ]]; then
 fi
 
 scripts/setup-debian.sh --cross
-if [[ -n $screenshot ]] && ! { command -v xwd && command -v convert; } >/dev/null; then
+if [[ -n $screenshot ]] && ! { command -v xwd && command -v xwdtopnm; } >/dev/null; then
   sudo=""
   [[ $(id -u) -ne 0 ]] && sudo="sudo"
   $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends x11-apps imagemagick
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends x11-apps netpbm
 fi
 
 # ---- Builds: both DLLs with their harness, and the Linux command for reference outputs. ----
@@ -137,10 +139,20 @@ run_under_wine() {  # LABEL LOADER WINEARCH BUILD_DIR
   local label=$1 loader=$2 arch=$3 bin=$root/$4/bin
   local prefix=$root/build/wineprefix-$label out=$work/$label
   export WINEPREFIX=$prefix WINEARCH=$arch
+  # A wine server left from an interrupted run would still talk to its old, gone display.
+  [[ -d $prefix ]] && "$wineserver" -k 2>/dev/null || true
   if [[ ! -f $prefix/system.reg ]]; then
     echo "== initialising the wine prefix $prefix"
     "${xvfb[@]}" sh -c "'$loader' wineboot --init && '$wineserver' -w" >"$prefix.log" 2>&1 ||
       { cat "$prefix.log"; fail "wineboot in $prefix"; }
+  fi
+  # Windows open inside one wine desktop window. Without a window manager wine's top-level
+  # windows lose their captions and frames in Xvfb, and every repaint costs X round trips;
+  # in its own desktop wine draws frames itself, and faster.
+  if ! grep -q '^\[Software\\\\Wine\\\\Explorer\\\\Desktops\]' "$prefix/user.reg"; then
+    "${xvfb[@]}" sh -c "'$loader' reg add 'HKCU\\Software\\Wine\\Explorer' /v Desktop /d Default /f &&
+      '$loader' reg add 'HKCU\\Software\\Wine\\Explorer\\Desktops' /v Default /d 1024x768 /f &&
+      '$wineserver' -w" >>"$prefix.log" 2>&1 || { cat "$prefix.log"; fail "virtual desktop in $prefix"; }
   fi
   mkdir -p "$out/run"
   local args=("$(winpath "$out/run")")
