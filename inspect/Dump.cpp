@@ -108,7 +108,7 @@ class TextDump {
         out_ << ", time " << FormatDouble(time.low) << " .. " << FormatDouble(time.high) << ", value "
              << FormatDouble(value.low) << " .. " << FormatDouble(value.high);
       }
-      out_ << ", infinity " << c.preInfinity << " " << c.postInfinity << "\n";
+      out_ << ", pre/post infinity " << c.preInfinity << " " << c.postInfinity << "\n";
       if (!options_.keys) continue;
       for (size_t k = 0; k < c.keys.size(); ++k) {
         const NisKey& key = c.keys[k];

@@ -48,6 +48,11 @@ int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::os
   } else {
     WriteDumpText(doc, options, out);
   }
+  // The faults are part of the dump; the note keeps them from passing unseen in a pipe.
+  if (!doc.faults.empty()) {
+    err << "reelwright: " << files[0] << ": " << doc.faults.size() << " structural fault"
+        << (doc.faults.size() == 1 ? "" : "s") << ", listed in the dump\n";
+  }
   return kExitClean;
 }
 

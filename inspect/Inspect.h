@@ -10,7 +10,8 @@
 namespace rw {
 
 // `dump FILE.nis [--json] [--keys]`; args are the words after "dump". Returns the exit code:
-// 0 shown, 2 unreadable file or bad arguments (one line on err).
+// 0 shown (structural faults are part of the dump, with a one-line note on err), 2 unreadable
+// file or bad arguments (one line on err).
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 // `check FILE.nis [FILE.script]`. Returns 0 clean, 1 problems found (one line each on out),
 // 2 unreadable file or bad arguments.

@@ -209,23 +209,33 @@ bool ReadPath(ByteCursor& in, NisPath& r) {
   return in.ok();
 }
 
-// The records of one chunk: a 32-bit count, then the records. Faults: a count that cannot fit,
-// a record that runs past the chunk, bytes left behind the last record.
+// The records of one chunk: a 32-bit count, then the records. Faults: a count larger than the
+// chunk can hold (the records that are there are still read, so a cut file shows what it
+// has), a record that runs past the chunk, bytes left behind the last record.
 template <class Record>
 void ReadRecords(const uint8_t* data, const NisChunk& chunk, const char* name, size_t minSize,
                  const std::function<bool(ByteCursor&, Record&)>& read, std::vector<Record>& out,
                  std::vector<NisFault>& faults) {
   ByteCursor in(data, chunk.dataOffset, size_t(chunk.dataOffset) + chunk.dataSize);
   uint32_t count = 0;
-  if (!in.Count(count, minSize, "count")) {
-    AddFault(faults, in.failOffset(), std::string(name) + " " + in.failField(), in.failMessage());
+  if (!in.U32(count, "count")) {
+    AddFault(faults, in.failOffset(), std::string(name) + " count", in.failMessage());
     return;
   }
-  out.reserve(out.size() + count);
+  size_t fit = in.left() / minSize;
+  bool countTooLarge = count > fit;
+  if (countTooLarge) {
+    AddFault(faults, in.pos() - 4, std::string(name) + " count",
+             "count " + Num(count) + " needs at least " + Num(uint64_t(count) * minSize) + " bytes, but only " +
+                 Num(in.left()) + " are left before " + Num(in.end()));
+  }
+  out.reserve(out.size() + (countTooLarge ? fit : count));
   for (uint32_t i = 0; i < count; ++i) {
     if (in.left() == 0) {
-      AddFault(faults, in.pos(), RecordWhere(name, i),
-               "the count says " + Num(count) + " records, but the chunk ends after " + Num(i));
+      if (!countTooLarge) {
+        AddFault(faults, in.pos(), RecordWhere(name, i),
+                 "the count says " + Num(count) + " records, but the chunk ends after " + Num(i));
+      }
       return;
     }
     Record r;

@@ -45,7 +45,7 @@ FORM 'NIS ' at 0, length 531
   FOLW at 339, length 180: current layout
   CMRA at 527, length 4
 curves (1):
-  #1 "ANIM_Empty" at 83: 2 keys, time 0 .. 3, value 0 .. 0, infinity 0 0
+  #1 "ANIM_Empty" at 83: 2 keys, time 0 .. 3, value 0 .. 0, pre/post infinity 0 0
     key #1: time 0, value 0, in 1 0, out 1 0
     key #2: time 3, value 0, in 1 0, out 1 0
 leaders (1):

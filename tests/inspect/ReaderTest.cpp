@@ -45,6 +45,7 @@ TEST(Reader, EveryPrefixOfAValidFileGivesAFaultOrARefusal) {
     NisDocument full;
     ASSERT_TRUE(ReadAndShow(file, full));
     ASSERT_TRUE(full.faults.empty());
+    size_t curvesBefore = 0;
     for (size_t n = 0; n < file.size(); ++n) {
       NisDocument doc;
       bool ok = ReadAndShow(file.substr(0, n), doc);
@@ -53,9 +54,13 @@ TEST(Reader, EveryPrefixOfAValidFileGivesAFaultOrARefusal) {
       ASSERT_FALSE(doc.faults.empty()) << n;
       EXPECT_EQ(doc.faults[0].where, "FORM") << n;  // the FORM's length overruns the file first
       for (const NisFault& f : doc.faults) EXPECT_LE(f.offset, n) << n << " " << f.where << ": " << f.message;
+      // A cut file shows every record that is whole before the cut.
+      EXPECT_GE(doc.curves.size(), curvesBefore) << n;
+      curvesBefore = doc.curves.size();
       EXPECT_LE(doc.curves.size(), full.curves.size());
       EXPECT_LE(doc.cameras.size(), full.cameras.size());
     }
+    EXPECT_EQ(curvesBefore, full.curves.size());
   }
 }
 
