@@ -38,7 +38,7 @@ constexpr size_t kCameraMin = 5 * kTextMin + 5 * 8;
 constexpr size_t kNurbMin = kTextMin + 4 * 4;
 constexpr size_t kPathMin = kTextMin + 1 + 8 + 4 * kTextMin + 16 + kTextMin + 1 + 4;
 
-std::string Num(size_t n) { return std::to_string(n); }
+std::string Num(uint64_t n) { return std::to_string(n); }
 
 void AddFault(std::vector<NisFault>& faults, size_t offset, std::string where, std::string message) {
   faults.push_back({uint32_t(offset), std::move(where), std::move(message)});
