@@ -178,6 +178,59 @@ int WINAPI FakeMessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT style) 
   return IDOK;
 }
 
+// The log window's calls pass through to user32 and are checked on the way: the dialog from
+// template 10000 of the DLL without a parent, shown with SW_SHOW, its text set on control
+// 10000, each text followed by a repaint of the whole window with flags 0x105.
+struct WindowCalls {
+  HMODULE plugIn = nullptr;
+  HWND dialog = nullptr;  // the newest log window
+  int created = 0, shown = 0, texts = 0, repaints = 0, destroyed = 0;
+  std::string lastText;
+  std::vector<std::string> problems;
+};
+WindowCalls gWindowCalls;
+
+HWND WINAPI RecordCreateDialogParamA(HINSTANCE module, LPCSTR name, HWND parent, DLGPROC proc, LPARAM param) {
+  WindowCalls& calls = gWindowCalls;
+  if (module != calls.plugIn) calls.problems.push_back("CreateDialogParamA: not the DLL's own resources");
+  if (name != MAKEINTRESOURCEA(kLogTemplate)) calls.problems.push_back("CreateDialogParamA: not template 10000");
+  if (parent != nullptr) calls.problems.push_back("CreateDialogParamA: has a parent");
+  ++calls.created;
+  calls.dialog = CreateDialogParamA(module, name, parent, proc, param);
+  return calls.dialog;
+}
+
+BOOL WINAPI RecordShowWindow(HWND window, int command) {
+  WindowCalls& calls = gWindowCalls;
+  if (window == calls.dialog) {
+    ++calls.shown;
+    if (command != SW_SHOW) calls.problems.push_back("ShowWindow: not SW_SHOW but " + std::to_string(command));
+  }
+  return ShowWindow(window, command);
+}
+
+BOOL WINAPI RecordSetDlgItemTextA(HWND window, int id, LPCSTR text) {
+  WindowCalls& calls = gWindowCalls;
+  if (window != calls.dialog || id != kLogTextControl) calls.problems.push_back("SetDlgItemTextA: not control 10000 of the log");
+  ++calls.texts;
+  calls.lastText = text ? text : "";
+  return SetDlgItemTextA(window, id, text);
+}
+
+BOOL WINAPI RecordRedrawWindow(HWND window, const RECT* rect, HRGN region, UINT flags) {
+  WindowCalls& calls = gWindowCalls;
+  if (window != calls.dialog || rect || region || flags != 0x105) {
+    calls.problems.push_back("RedrawWindow: not the whole log window with 0x105 but flags " + std::to_string(flags));
+  }
+  ++calls.repaints;
+  return RedrawWindow(window, rect, region, flags);
+}
+
+BOOL WINAPI RecordDestroyWindow(HWND window) {
+  ++gWindowCalls.destroyed;
+  return DestroyWindow(window);
+}
+
 // Points the entry of `function` from `dll` in module's import address table at replacement.
 bool RedirectImport(HMODULE module, const char* dll, const char* function, const void* replacement) {
   auto* base = reinterpret_cast<BYTE*>(module);
@@ -376,6 +429,7 @@ struct RunResult {
   int dialogCalls;
   int modelsDestroyed;
   std::vector<Box> boxes;
+  WindowCalls window;  // the log window's calls during the run
 };
 
 // The host's road for one command: create the object, type, title, command, destructor.
@@ -384,6 +438,11 @@ RunResult RunCommand(msModel* model, const DialogAnswer& answer) {
   gDialogCalls = 0;
   gRequestProblems.clear();
   gBoxes.clear();
+  const HMODULE plugIn = gWindowCalls.plugIn;
+  const HWND previousDialog = gWindowCalls.dialog;
+  gWindowCalls = WindowCalls();
+  gWindowCalls.plugIn = plugIn;
+  gWindowCalls.dialog = previousDialog;
   const int destroyedBefore = gApi.destroyedModelCount();
 
   HostObject* object = gApi.createPlugIn();
@@ -403,6 +462,8 @@ RunResult RunCommand(msModel* model, const DialogAnswer& answer) {
   run.dialogCalls = gDialogCalls;
   run.modelsDestroyed = gApi.destroyedModelCount() - destroyedBefore;
   run.boxes = gBoxes;
+  run.window = gWindowCalls;
+  for (const std::string& problem : gWindowCalls.problems) Check(false, problem);
   return run;
 }
 
@@ -415,6 +476,22 @@ void CheckBox(const RunResult& run, const char* text) {
   Check(box.style == MB_OK, "box style 0 (MB_OK)");
   Check(box.owner == nullptr, "box has no owner window");
   Check(box.logWindowShown, "the log window is on the screen while the box is up");
+}
+
+// A confirmed run: the earlier run's window (if any) destroyed, one new window made and shown,
+// and every text followed by its repaint; the control holds the last text set.
+void CheckWindowCalls(const RunResult& run, bool hadWindow, HWND window) {
+  const WindowCalls& calls = run.window;
+  Check(calls.destroyed == (hadWindow ? 1 : 0), "the earlier log window destroyed: " + std::to_string(calls.destroyed));
+  Check(calls.created == 1 && calls.shown == 1, "one log window made and shown");
+  Check(calls.texts > 0 && calls.repaints == calls.texts,
+        "each text set is repainted: " + std::to_string(calls.texts) + " texts, " + std::to_string(calls.repaints) + " repaints");
+  if (window) CheckText(ControlText(window), calls.lastText, "control text against the last text set");
+}
+
+void CheckNoWindowCalls(const RunResult& run) {
+  const WindowCalls& calls = run.window;
+  Check(calls.created + calls.shown + calls.texts + calls.repaints + calls.destroyed == 0, "the log window untouched");
 }
 
 std::string Head() { return std::string(kRule) + " NIS Export " + kRule + "\r\n"; }
@@ -450,6 +527,7 @@ void CaseNullModel() {
   Check(run.dialogCalls == 0, "no save dialog for a null model");
   Check(run.boxes.empty(), "no box for a null model");
   Check(FindLogWindows().empty(), "no log window for a null model");
+  CheckNoWindowCalls(run);
 }
 
 void CaseCancel() {
@@ -461,17 +539,21 @@ void CaseCancel() {
   Check(run.boxes.empty(), "no box when cancelled");
   Check(run.modelsDestroyed == 0, "the model is not destroyed when cancelled");
   Check(FindLogWindows().empty(), "no log window when cancelled");
+  CheckNoWindowCalls(run);
   gApi.destroyModel(model);
 }
 
 void CaseMissingFolder(const std::string& work) {
   std::printf("[ RUN ] output folder missing: failure box and the log's error\n");
   const std::string path = work + "\\missing\\scene.nis";
+  const bool hadWindow = !FindLogWindows().empty();
   const RunResult run = RunCommand(BuildScene(), {false, path});
   Check(run.result == 0, "result 0 on failure, got " + std::to_string(run.result));
   Check(run.modelsDestroyed == 1, "the model is destroyed after a confirmed command");
   CheckBox(run, kFailureText);
-  if (HWND window = TheLogWindow()) {
+  HWND window = TheLogWindow();
+  CheckWindowCalls(run, hadWindow, window);
+  if (window) {
     CheckText(ControlText(window),
               DriverLines(path) +
                   "ERROR: Unable to attach an IFF chunk to given file output!\r\n"
@@ -496,11 +578,14 @@ bool EndsWithTiming(const std::string& text) {
 void CaseSuccess(const std::string& work) {
   std::printf("[ RUN ] built scene: success box, second window replaces the first, files written\n");
   const std::string path = work + "\\scene.nis";
+  const bool hadWindow = !FindLogWindows().empty();
   const RunResult run = RunCommand(BuildScene(), {false, path});
   Check(run.result == 0, "result 0 on success, got " + std::to_string(run.result));
   Check(run.modelsDestroyed == 1, "the model is destroyed after the run");
   CheckBox(run, kSuccessText);
-  if (HWND window = TheLogWindow()) {
+  HWND window = TheLogWindow();
+  CheckWindowCalls(run, hadWindow, window);
+  if (window) {
     const std::string text = ControlText(window);
     Check(text.compare(0, DriverLines(path).size(), DriverLines(path)) == 0,
           "log starts with the driver's lines: " + Quoted(text.substr(0, 300)));
@@ -527,11 +612,14 @@ void CaseExport(const std::string& modelPath, const std::string& out) {
   msModel* model = gApi.loadMs3d(modelPath.c_str());
   Check(model != nullptr, "the model file reads");
   if (!model) return;
+  const bool hadWindow = !FindLogWindows().empty();
   const RunResult run = RunCommand(model, {false, out});
   Check(run.result == 0, "result 0, got " + std::to_string(run.result));
   Check(run.modelsDestroyed == 1, "the model is destroyed after the run");
   CheckBox(run, kSuccessText);
-  if (HWND window = TheLogWindow()) {
+  HWND window = TheLogWindow();
+  CheckWindowCalls(run, hadWindow, window);
+  if (window) {
     const std::string text = ControlText(window);
     Check(EndsWithTiming(text), "log ends with the timing line");
     Check(WriteBytes(out + ".log", text), "log text written to " + out + ".log");
@@ -576,7 +664,25 @@ bool LoadDlls() {
   const bool box = RedirectImport(gApi.plugIn, "user32.dll", "MessageBoxA", reinterpret_cast<const void*>(&FakeMessageBoxA));
   Check(dialog, "Reelwright.dll imports GetSaveFileNameA from comdlg32.dll");
   Check(box, "Reelwright.dll imports MessageBoxA from user32.dll");
-  return ok && dialog && box;
+  gWindowCalls.plugIn = gApi.plugIn;
+  struct Redirect {
+    const char* function;
+    const void* recorder;
+  };
+  const Redirect windowCalls[] = {
+      {"CreateDialogParamA", reinterpret_cast<const void*>(&RecordCreateDialogParamA)},
+      {"ShowWindow", reinterpret_cast<const void*>(&RecordShowWindow)},
+      {"SetDlgItemTextA", reinterpret_cast<const void*>(&RecordSetDlgItemTextA)},
+      {"RedrawWindow", reinterpret_cast<const void*>(&RecordRedrawWindow)},
+      {"DestroyWindow", reinterpret_cast<const void*>(&RecordDestroyWindow)},
+  };
+  bool window = true;
+  for (const Redirect& call : windowCalls) {
+    const bool found = RedirectImport(gApi.plugIn, "user32.dll", call.function, call.recorder);
+    Check(found, std::string("Reelwright.dll imports ") + call.function + " from user32.dll");
+    window &= found;
+  }
+  return ok && dialog && box && window;
 }
 
 }  // namespace
@@ -612,8 +718,9 @@ int main(int argc, char** argv) {
   }
 
   std::printf("[ RUN ] unload\n");
+  gWindowCalls.destroyed = 0;
   FreeLibrary(gApi.plugIn);
-  Check(FindLogWindows().empty(), "unloading the DLL takes its log window down");
+  Check(gWindowCalls.destroyed == 1 && FindLogWindows().empty(), "unloading the DLL destroys its log window");
   std::printf("%s: %d failure(s)\n", gFailures ? "FAILED" : "PASSED", gFailures);
   return gFailures ? 1 : 0;
 }
