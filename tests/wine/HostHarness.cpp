@@ -2,14 +2,14 @@
 // CreatePlugIn, and calls the object's four slots through its table as a host built with
 // Microsoft's compiler does. The DLL's imports of GetSaveFileNameA and MessageBoxA are
 // redirected to this program, which checks the dialog request field by field, answers it, and
-// records the message box. The log window is the DLL's real one: the program finds it by its
-// title and reads its text control.
+// records the message box. The log window is the DLL's real one: its calls to user32 pass
+// through recorders here, and the program finds the window by its title and reads its text.
 //
 // Usage: reelwright-wine-harness WORKDIR [--export MODEL.ms3d OUT.nis [--pause READY RELEASE]]...
 //   WORKDIR  an existing, empty folder for the built-in cases
 //   --export the whole run on a model file; the window's text is written to OUT.nis + ".log"
-//   --pause  after the export before it: create READY, keep the window painted until RELEASE
-//            exists (a screenshot is taken meanwhile)
+//   --pause  once the exports before it are done: create READY, keep the window painted until
+//            RELEASE exists (a screenshot is taken meanwhile)
 // Exit code 0 when every check passed.
 #include <windows.h>
 #include <commdlg.h>
