@@ -54,6 +54,13 @@ void Emit(const std::string& message) {
   ShowTop();
 }
 
+// The prefix is a print of its own, so a message of several lines has it on its first line only.
+void EmitFormatted(const char* prefix, const char* format, va_list args) {
+  const std::string message = FormatText(format, args);
+  if (prefix) Emit(prefix);
+  Emit(message);
+}
+
 }  // namespace
 
 std::string ConvertLineEnds(const std::string& text) {
@@ -69,27 +76,22 @@ std::string ConvertLineEnds(const std::string& text) {
 void LogPrint(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  const std::string message = FormatText(format, args);
+  EmitFormatted(nullptr, format, args);
   va_end(args);
-  Emit(message);
 }
 
 void LogWarning(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  const std::string message = FormatText(format, args);
+  EmitFormatted(kWarningPrefix, format, args);
   va_end(args);
-  Emit(kWarningPrefix);
-  Emit(message);
 }
 
 void LogError(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  const std::string message = FormatText(format, args);
+  EmitFormatted(kErrorPrefix, format, args);
   va_end(args);
-  Emit(kErrorPrefix);
-  Emit(message);
 }
 
 void LogOpenSection() { TheLog().sections.emplace_back(); }

@@ -1,33 +1,22 @@
 #include "scene/HostText.h"
 
 namespace rw {
+namespace {
 
-std::string ReadBoneName(msBone* bone) {
-  char buffer[kHostNameBuffer] = "";
-  msBone_GetName(bone, buffer, kHostNameBuffer);
-  buffer[kHostNameBuffer - 1] = '\0';
+// Reads a host text through a buffer of Size bytes whose first byte is cleared beforehand.
+template <int Size, typename Handle, typename Getter>
+std::string ReadHostText(Handle handle, Getter getter) {
+  char buffer[Size] = "";
+  getter(handle, buffer, Size);
+  buffer[Size - 1] = '\0';  // whatever the host did, the text ends inside the buffer
   return buffer;
 }
 
-std::string ReadParentName(msBone* bone) {
-  char buffer[kHostNameBuffer] = "";
-  msBone_GetParentName(bone, buffer, kHostNameBuffer);
-  buffer[kHostNameBuffer - 1] = '\0';
-  return buffer;
-}
+}  // namespace
 
-std::string ReadBoneComment(msBone* bone) {
-  char buffer[kHostCommentBuffer] = "";
-  msBone_GetComment(bone, buffer, kHostCommentBuffer);
-  buffer[kHostCommentBuffer - 1] = '\0';
-  return buffer;
-}
-
-std::string ReadModelComment(msModel* model) {
-  char buffer[kHostCommentBuffer] = "";
-  msModel_GetComment(model, buffer, kHostCommentBuffer);
-  buffer[kHostCommentBuffer - 1] = '\0';
-  return buffer;
-}
+std::string ReadBoneName(msBone* bone) { return ReadHostText<kHostNameBuffer>(bone, msBone_GetName); }
+std::string ReadParentName(msBone* bone) { return ReadHostText<kHostNameBuffer>(bone, msBone_GetParentName); }
+std::string ReadBoneComment(msBone* bone) { return ReadHostText<kHostCommentBuffer>(bone, msBone_GetComment); }
+std::string ReadModelComment(msModel* model) { return ReadHostText<kHostCommentBuffer>(model, msModel_GetComment); }
 
 }  // namespace rw
