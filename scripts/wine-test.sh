@@ -173,9 +173,6 @@ run_under_wine() {  # LABEL LOADER WINEARCH BUILD_DIR
   [[ $status -eq 0 ]] || fail "the harness with the $label DLL (exit $status)"
 
   echo "== $label outputs against the Linux command"
-  local win_dir lin_dir
-  win_dir=$(winpath "$out")
-  lin_dir=$work/ref
   for model in "${models[@]}"; do
     name=$(basename "$model" .ms3d)
     cmp "$work/ref/$name.nis" "$out/$name.nis" || fail "$name.nis differs from the Linux command's"
@@ -183,8 +180,8 @@ run_under_wine() {  # LABEL LOADER WINEARCH BUILD_DIR
     perl -pe 's/\n/\r\n/' "$work/ref/$name.script" | cmp - "$out/$name.script" ||
       fail "$name.script differs from the Linux command's (after LF -> CR LF)"
     # The logs name the output paths, and the run's seconds differ.
-    cmp <(DIR="$lin_dir/" perl -pe 's/\Q$ENV{DIR}\E/<out>\//g; s/(Export took about )\d+/${1}N/' "$work/ref/$name.log") \
-      <(DIR="$win_dir\\" perl -pe 's/\Q$ENV{DIR}\E/<out>\//g; s/(Export took about )\d+/${1}N/' "$out/$name.nis.log") ||
+    cmp <(DIR="$work/ref/" perl -pe 's/\Q$ENV{DIR}\E/<out>\//g; s/(Export took about )\d+/${1}N/' "$work/ref/$name.log") \
+      <(DIR="$(winpath "$out")\\" perl -pe 's/\Q$ENV{DIR}\E/<out>\//g; s/(Export took about )\d+/${1}N/' "$out/$name.nis.log") ||
       fail "the log window's text for $name differs from the Linux command's log"
     echo "ok: $name: NIS identical, script identical but for CR LF, log identical but for paths and seconds"
   done

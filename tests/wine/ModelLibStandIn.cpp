@@ -19,16 +19,6 @@ msModel* rwStandIn_LoadMs3d(const char* path) {
 
 msModel* rwStandIn_CreateModel() { return rw::CreateModel(); }
 
-msBone* rwStandIn_AddBone(msModel* model, const char* name, const char* parentName) {
-  return rw::AddBone(model, name, parentName);
-}
-
-void rwStandIn_AddKeyPair(msBone* bone, float frame, const float position[3], const float rotation[3]) {
-  rw::AddKeyPair(bone, frame, {position[0], position[1], position[2]}, {rotation[0], rotation[1], rotation[2]});
-}
-
-void rwStandIn_SetModelComment(msModel* model, const char* comment) { rw::SetModelComment(model, comment); }
-void rwStandIn_SetBoneComment(msBone* bone, const char* comment) { rw::SetBoneComment(bone, comment); }
 int rwStandIn_DestroyedModelCount() { return rw::DestroyedModelCount(); }
 
 }  // extern "C"
