@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <tuple>
 
 #include "export/NisScene.h"
@@ -41,17 +40,19 @@ class ScriptTest : public ::testing::Test {
  protected:
   void SetUp() override {
     for (msBone* top : {fleet, camera}) AddKeyPair(top, 1, {}, {});  // a top bone without keys is left out
-    SetBoneComment(AddBone(model.get(), "IG_Guide", "Fleet"), "Num Events=1\nEvent0=1|never|\n");
-    scene.model = model.get();
+    SetBoneComment(AddBone(model, "IG_Guide", "Fleet"), "Num Events=1\nEvent0=1|never|\n");
+    scene.model = model;
     scene.ScanScene();  // before the log has sections: its lines go nowhere
     LogOpenSection();
   }
+  void TearDown() override { msModel_Destroy(model); }
+
   test::RecordingPlatform platform;
   test::ScratchDir scratch;
-  std::unique_ptr<msModel, void (*)(msModel*)> model{CreateModel(), msModel_Destroy};
-  msBone* fleet = AddBone(model.get(), "Fleet");
-  msBone* ship = AddBone(model.get(), "Ship1", "Fleet");
-  msBone* camera = AddBone(model.get(), "CAM_Main");
+  msModel* model = CreateModel();
+  msBone* fleet = AddBone(model, "Fleet");
+  msBone* ship = AddBone(model, "Ship1", "Fleet");
+  msBone* camera = AddBone(model, "CAM_Main");
   NisScene scene;
 };
 
@@ -88,7 +89,7 @@ TEST_F(ScriptTest, UnopenableFileIsAnErrorAndLeavesTheSectionOpen) {
 // warned about. The path (a full 255-character dialog path with a short extension) grows past
 // the dialog's limit and is still written.
 TEST_F(ScriptTest, MalformedEventsAreSkippedWithTheirCommentAndKey) {
-  SetModelComment(model.get(), "Num Events=4.9\nEvent0=0|fade|1\nEvent1=fade 2\nEvent3=0|x|\nEvent4=0|beyond|\n");
+  SetModelComment(model, "Num Events=4.9\nEvent0=0|fade|1\nEvent1=fade 2\nEvent3=0|x|\nEvent4=0|beyond|\n");
   SetBoneComment(ship, "Num Events=5 events\r\nEvent0=1|a|\r\n");
   SetBoneComment(camera, "Num Events=99999999\n");
   const std::string dir = scratch.Path(std::string(250 - scratch.dir().size(), 'd'));
