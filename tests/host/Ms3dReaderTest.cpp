@@ -128,6 +128,7 @@ TEST(Ms3dReader, EachProblemGivesOneMessageWithItsOffset) {
       {Patched(base, 832, 1000), kError, 832, "joint comment 0 is 1000 bytes long, only 70 left"},
       {Patched(base, 838, 2), kError, 838, "model comment flag 2 is neither 0 nor 1"},
       {Patched(base, 842, 99), kError, 842, "the model comment is 99 bytes long, only 60 left"},
+      {Patched(base, 506, 0.0f), kWarning, 506, "animation fps 0 is not a finite number above 0; key times are read with 24"},
       {Patched(base, 506, std::nanf("")), kWarning, 506, "animation fps nan is not a finite number above 0; key times are read with 24"},
       {Patched(base, 828, 7), kWarning, 828, "joint comment 0 is for joint 7, but the file has 2 joints; it is ignored"},
       {Patched(base, 848, 9), kWarning, 848, "unknown vertex extra sub-version 9; the rest of the file is ignored"},
