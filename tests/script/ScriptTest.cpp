@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <tuple>
 
 #include "export/NisScene.h"
@@ -92,10 +91,9 @@ TEST_F(ScriptTest, MalformedEventsAreSkippedWithTheirCommentAndKey) {
   SetModelComment(model, "Num Events=4.9\nEvent0=0|fade|1\nEvent1=fade 2\nEvent3=0|x|\nEvent4=0|beyond|\n");
   SetBoneComment(ship, "Num Events=5 events\r\nEvent0=1|a|\r\n");
   SetBoneComment(camera, "Num Events=99999999\n");
-  const std::string dir = scratch.Path(std::string(250 - scratch.dir().size(), 'd'));
-  std::filesystem::create_directory(dir);
-  ASSERT_TRUE(scene.ExportScript((dir + "/x.n").c_str()));
-  EXPECT_EQ(test::ReadFileBytes(dir + "/x.script"), "at 0\n\tfade(1)\n\tx()\n\nwith FOLW_Root|Fleet|Ship1\n{\n\tat 1\n\t\ta()\n}\n\n");
+  const std::string name = scratch.Path(std::string(252 - scratch.dir().size(), 'n'));  // 255 with ".n"
+  ASSERT_TRUE(scene.ExportScript((name + ".n").c_str()));
+  EXPECT_EQ(test::ReadFileBytes(name + ".script"), "at 0\n\tfade(1)\n\tx()\n\nwith FOLW_Root|Fleet|Ship1\n{\n\tat 1\n\t\ta()\n}\n\n");
   for (const char* warning : {
            "WARNING: Event1 of the model comment is skipped: \"fade 2\" is not time|function|arguments.\r\n",
            "WARNING: Event2 of the model comment is missing or empty; it is skipped.\r\n",
