@@ -178,6 +178,15 @@ TEST_F(NisChunksTest, KeylessBoneWithLongPath) {
             std::string::npos);
 }
 
+// Half turn + key 0.1 + bind 0.3 summed in double and rounded once; rounding after the first
+// sum would end in ...80 2E 55 0C 40 instead.
+TEST_F(NisChunksTest, CameraHalfTurnIsRoundedOnce) {
+  msBone* camera = Accept(AddBone(model, "CAM_Odd", "", {}, {0, 0.3f, 0}), "Root|CAM_Odd");
+  AddKeyPair(camera, 1, {}, {0, 0.1f, 0});
+  Run(&NisScene::WriteAnimationCurves);
+  EXPECT_EQ(test::ToHex(Bytes().f64(KeyValue("ANIM_Root|CAM_Odd_rotateY", 0)).s), "00 00 00 A0 2E 55 0C 40");
+}
+
 // The camera variant of the example, and a bone short of rotation keys.
 TEST_F(NisChunksTest, CameraHalfTurnAndMissingRotationKeys) {
   Accept(Ship("CAM_Ship"), "Root|CAM_Ship");
