@@ -13,14 +13,11 @@ namespace {
 // Followers carry no motion of their own: every curve slot names the placeholder curve.
 void WriteFollowerRecord(LiteIFF& iff, const std::string& followerName, const std::string& leaderName,
                          const std::string& sobType, const std::string& sobName) {
-  static const std::string kEmptyCurves[6] = {kEmptyCurve, kEmptyCurve, kEmptyCurve,
-                                              kEmptyCurve, kEmptyCurve, kEmptyCurve};
-  static const double kZeros[6] = {0, 0, 0, 0, 0, 0};
   iff.WriteString(followerName);
   iff.WriteString(leaderName);
   iff.WriteString(sobType);
   iff.WriteString(sobName);
-  WriteMotionTail(iff, kEmptyCurves, kZeros);
+  WriteEmptyMotionTail(iff);
 }
 
 }  // namespace

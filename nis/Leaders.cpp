@@ -8,11 +8,9 @@
 namespace rw {
 namespace {
 
-void WriteLeaderRecord(LiteIFF& iff, const std::string& leaderName, const std::string (&curves)[6],
-                       const double (&start)[6]) {
+void WriteLeaderHead(LiteIFF& iff, const std::string& leaderName) {
   iff.WriteString(leaderName);
   iff.WriteString("");  // no motion path
-  WriteMotionTail(iff, curves, start);
 }
 
 }  // namespace
@@ -22,9 +20,8 @@ bool NisScene::WriteLeaders() {
   iff->OpenChunk(kChunkLead);
   WriteU32(*iff, static_cast<uint32_t>(bonePaths.size() + 1));
 
-  const std::string emptyCurves[6] = {kEmptyCurve, kEmptyCurve, kEmptyCurve, kEmptyCurve, kEmptyCurve, kEmptyCurve};
-  const double zeros[6] = {0, 0, 0, 0, 0, 0};
-  WriteLeaderRecord(*iff, kEmptyLeader, emptyCurves, zeros);
+  WriteLeaderHead(*iff, kEmptyLeader);
+  WriteEmptyMotionTail(*iff);
 
   for (size_t i = 0; i < bonePaths.size(); ++i) {
     const std::string& path = bonePaths[i];
@@ -47,7 +44,8 @@ bool NisScene::WriteLeaders() {
 
     std::string curves[6];
     for (int c = 0; c < 6; ++c) curves[c] = kCurvePrefix + path + kCurveSuffixes[c];
-    WriteLeaderRecord(*iff, kLeaderPrefix + path, curves, start);
+    WriteLeaderHead(*iff, kLeaderPrefix + path);
+    WriteMotionTail(*iff, curves, start);
   }
 
   iff->CloseChunk();

@@ -10,6 +10,13 @@ void WriteMotionTail(LiteIFF& iff, const std::string (&curves)[6], const double 
   iff.Write(kZyxTag, 1, sizeof kZyxTag);
 }
 
+void WriteEmptyMotionTail(LiteIFF& iff) {
+  static const std::string kEmptyCurves[6] = {kEmptyCurve, kEmptyCurve, kEmptyCurve,
+                                              kEmptyCurve, kEmptyCurve, kEmptyCurve};
+  static const double kZeros[6] = {0, 0, 0, 0, 0, 0};
+  WriteMotionTail(iff, kEmptyCurves, kZeros);
+}
+
 bool IsCameraPath(const std::string& path) {
   const size_t bar = path.rfind('|');
   const size_t nameStart = bar == std::string::npos ? 0 : bar + 1;

@@ -16,6 +16,8 @@ inline void WriteF64(LiteIFF& iff, double value) { iff.Write(&value, sizeof valu
 
 // The common tail of leader and follower records: six counted curve names, six doubles, " ZYX".
 void WriteMotionTail(LiteIFF& iff, const std::string (&curves)[6], const double (&values)[6]);
+// The tail of a record without motion of its own: "ANIM_Empty" six times, six zeros, " ZYX".
+void WriteEmptyMotionTail(LiteIFF& iff);
 
 // True when the last "|"-separated segment of path, the bone's own name, begins with "CAM_".
 bool IsCameraPath(const std::string& path);
