@@ -26,8 +26,6 @@ constexpr const char* kEmptyFollower = "FOLW_Empty";
 constexpr const char* kCurvePrefix = "ANIM_";
 constexpr const char* kLeaderPrefix = "LEAD_";
 constexpr const char* kFollowerPrefix = "FOLW_";
-constexpr const char* kCameraPrefix = "CAM_";
-constexpr const char* kIgnoredPrefix = "IG_";
 
 // Sob-group types of followers: a camera's, and the one for a bone whose comment gives none.
 constexpr const char* kCameraSobType = "camera";

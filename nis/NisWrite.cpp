@@ -1,6 +1,7 @@
 #include "nis/NisWrite.h"
 
 #include "nis/NisFormat.h"
+#include "scene/BoneLookup.h"
 
 namespace rw {
 

@@ -10,6 +10,10 @@
 
 namespace rw {
 
+// The naming contract: a bone's name alone says what it is, by its first letters (case counts).
+constexpr const char* kCameraPrefix = "CAM_";  // a camera
+constexpr const char* kIgnoredPrefix = "IG_";  // a guide the exporter leaves out
+
 class BoneLookup {
  public:
   // Indexes every bone of model by its name as the host reads it; the first in model order wins.

@@ -14,8 +14,6 @@ namespace {
 
 constexpr const char* kFpsOption = "OPT_FPS";
 constexpr int32_t kDefaultFps = 24;
-constexpr const char* kIgnoredPrefix = "IG_";
-constexpr const char* kCameraPrefix = "CAM_";
 // The starting value of the first key time: 1e30 as a 32-bit float (bits 0x7149F2CA).
 constexpr float kFirstKeyStart = 1e30f;
 constexpr float kNoKeyTime = -1.0f;
