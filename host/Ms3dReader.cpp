@@ -71,6 +71,14 @@ class Ms3dParser {
                                  Num(Left()) + " left");
   }
 
+  // Reads a 16-bit record count named `plural` and checks it against the bytes left.
+  bool ReadCount(const std::string& countName, size_t minEach, const std::string& plural, uint16_t& count) {
+    if (!Need(2, countName)) return false;
+    const size_t countOffset = pos_;
+    count = U16();
+    return CheckCount(countOffset, count, minEach, plural);
+  }
+
   uint8_t U8() { return data_[pos_++]; }
   uint16_t U16() {
     const uint16_t v = static_cast<uint16_t>(data_[pos_] | data_[pos_ + 1] << 8);
@@ -147,20 +155,16 @@ bool Ms3dParser::ReadHeader() {
 }
 
 bool Ms3dParser::SkipFixedRecords(const char* countName, const char* plural, size_t each, uint16_t* countOut) {
-  if (!Need(2, std::string("the ") + countName)) return false;
-  const size_t countOffset = pos_;
-  const uint16_t count = U16();
-  if (!CheckCount(countOffset, count, each, plural)) return false;
+  uint16_t count = 0;
+  if (!ReadCount(std::string("the ") + countName, each, plural, count)) return false;
   Skip(uint64_t{count} * each);
   if (countOut) *countOut = count;
   return true;
 }
 
 bool Ms3dParser::SkipGroups() {
-  if (!Need(2, "the group count")) return false;
-  const size_t countOffset = pos_;
-  const uint16_t count = U16();
-  if (!CheckCount(countOffset, count, kMs3dGroupMinSize, "groups")) return false;
+  uint16_t count = 0;
+  if (!ReadCount("the group count", kMs3dGroupMinSize, "groups", count)) return false;
   for (uint16_t i = 0; i < count; ++i) {
     const std::string what = "group " + Num(i);
     if (!Need(1 + kMs3dNameSize + 2, what)) return false;
@@ -218,10 +222,8 @@ bool Ms3dParser::ReadJoint(uint16_t index) {
 }
 
 bool Ms3dParser::ReadJoints() {
-  if (!Need(2, "the joint count")) return false;
-  const size_t countOffset = pos_;
-  const uint16_t count = U16();
-  if (!CheckCount(countOffset, count, kMs3dJointFixedSize, "joints")) return false;
+  uint16_t count = 0;
+  if (!ReadCount("the joint count", kMs3dJointFixedSize, "joints", count)) return false;
   for (uint16_t i = 0; i < count; ++i)
     if (!ReadJoint(i)) return false;
   return true;

@@ -15,6 +15,14 @@ constexpr int kExitUnreadable = 2;
 
 bool IsOption(const std::string& arg) { return arg.size() > 1 && arg[0] == '-'; }
 
+// Reads path into doc; when it cannot, says why on err in one line and returns false.
+bool ReadOrReport(const std::string& path, NisDocument& doc, std::ostream& err) {
+  std::string error;
+  if (ReadNisFile(path, doc, error)) return true;
+  err << "reelwright: " << path << ": " << error << "\n";
+  return false;
+}
+
 }  // namespace
 
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -38,11 +46,7 @@ int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::os
     return kExitUnreadable;
   }
   NisDocument doc;
-  std::string error;
-  if (!ReadNisFile(files[0], doc, error)) {
-    err << "reelwright: " << files[0] << ": " << error << "\n";
-    return kExitUnreadable;
-  }
+  if (!ReadOrReport(files[0], doc, err)) return kExitUnreadable;
   if (json) {
     WriteDumpJson(doc, options, out);
   } else {
@@ -70,14 +74,10 @@ int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::o
     return kExitUnreadable;
   }
   NisDocument doc;
-  std::string error;
-  if (!ReadNisFile(files[0], doc, error)) {
-    err << "reelwright: " << files[0] << ": " << error << "\n";
-    return kExitUnreadable;
-  }
+  if (!ReadOrReport(files[0], doc, err)) return kExitUnreadable;
   std::vector<NisProblem> problems = CheckNisDocument(doc);
   if (files.size() == 2) {
-    std::string text;
+    std::string text, error;
     if (!ReadWholeFile(files[1], text, error)) {
       err << "reelwright: " << files[1] << ": " << error << "\n";
       return kExitUnreadable;
