@@ -52,6 +52,9 @@ TEST_F(ExportLogTest, EveryPrintGoesIntoEverySectionAndTheWindowShowsTheTop) {
   EXPECT_EQ(LogSectionText(1), "b2\r\n");
   EXPECT_EQ(platform.windowText, "b2\r\n");
   EXPECT_EQ(platform.repaintFlags.back(), 0x105u);
+  LogError("bad %s\n", "thing");  // the prefix, then the message, in every section
+  EXPECT_EQ(LogSectionText(0), "a\r\nb2\r\nERROR: bad thing\r\n");
+  EXPECT_EQ(LogSectionText(1), "b2\r\nERROR: bad thing\r\n");
   LogCloseSection();
   LogCloseSection();  // the bottom section is never removed this way
   EXPECT_EQ(LogSectionCount(), 1u);
@@ -78,14 +81,6 @@ TEST_F(ExportLogTest, StageFrameLeavesHeadBodyAndEndInTheEnclosingSection) {
   EXPECT_EQ(LogSectionText(0), expected);
   EXPECT_EQ(platform.windowText, expected);  // the refresh falls back to the enclosing section
   EXPECT_EQ(platform.printedText, expected);  // every text once, in order
-}
-
-TEST_F(ExportLogTest, ErrorPrefixGoesIntoAllSections) {
-  LogOpenSection();
-  LogOpenSection();
-  LogError("bad %s\n", "thing");
-  EXPECT_EQ(LogSectionText(0), "ERROR: bad thing\r\n");
-  EXPECT_EQ(LogSectionText(1), "ERROR: bad thing\r\n");
 }
 
 TEST_F(ExportLogTest, CloseAllEndsEverySectionDiscardsTextAndDestroysTheWindow) {
