@@ -18,7 +18,7 @@
 #include <string>
 
 #include "export/NisScene.h"
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 #include "liteiff/LiteIFF.h"
 #include "log/ExportLog.h"
 #include "platform/Platform.h"

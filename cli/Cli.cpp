@@ -5,10 +5,10 @@
 #include <ostream>
 
 #include "export/PlugIn.h"
-#include "host/Ms3dReader.h"
-#include "inspect/Inspect.h"
+#include "model/Ms3dReader.h"
+#include "cli/InspectCommands.h"
 #include "log/ExportLog.h"
-#include "platform/ConsolePlatform.h"
+#include "cli/ConsolePlatform.h"
 
 namespace rw {
 namespace {
@@ -39,11 +39,6 @@ struct ExportArgs {
   std::string logPath;
 };
 
-int UsageError(std::ostream& err, const std::string& message) {
-  err << kProgram << ": error: " << message << "\n" << kProgram << ": see 'reelwright --help'\n";
-  return kExitUsage;
-}
-
 // Fills args from the words after "export"; returns an error message, empty when they are fine.
 std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& args) {
   bool haveModel = false;
@@ -69,6 +64,16 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
   }
   if (!haveModel || args.console.modelPath.empty()) return "export needs a model file";
   return "";
+}
+
+int ExitCodeFor(ExportOutcome outcome) {
+  switch (outcome) {
+    case ExportOutcome::kExported: return kExitOk;
+    case ExportOutcome::kCancelled: return kExitUsage;
+    case ExportOutcome::kNotRun:
+    case ExportOutcome::kFailed: break;
+  }
+  return kExitFailed;
 }
 
 bool WriteTextFile(const std::string& path, const std::string& bytes) {
@@ -100,40 +105,45 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
 
   const std::string& modelPath = args.console.modelPath;
   Ms3dReadResult read = ReadMs3dFile(modelPath);
-  for (const Ms3dDiagnostic& diagnostic : read.diagnostics) err << kProgram << ": " << diagnostic.Format(modelPath) << "\n";
+  for (const Diagnostic& diagnostic : read.diagnostics) err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 
   ConsolePlatform platform(args.console, out, err);
   InstalledPlatform installed(platform);
 
-  // The host's road: create the object, ask its type and title, run the command, end it.
-  std::unique_ptr<PlugInInterface> plugIn(CreatePlugIn());
-  if (!plugIn) {
-    err << kProgram << ": error: cannot create the plug-in object\n";
-    return kExitExportFailed;
-  }
-  if (plugIn->GetPlugInType() != kPlugInTypeExport || !plugIn->GetPlugInTitle()) {
+  // The host's road: ask the object its type and title, run the command, end it.
+  ExportPlugIn exportPlugIn;
+  PlugInInterface& plugIn = exportPlugIn;
+  if (plugIn.GetPlugInType() != kPlugInTypeExport || !plugIn.GetPlugInTitle()) {
     err << kProgram << ": error: the plug-in object is not an export plug-in\n";
-    return kExitExportFailed;
+    return kExitFailed;
   }
   msModel* model = read.model.release();  // a confirmed command destroys it
-  plugIn->RunExportCommand(model);
-  plugIn.reset();
+  plugIn.RunExportCommand(model);
 
   if (!platform.refusal().empty()) {
     msModel_Destroy(model);  // the refused dialog left it to us
     err << kProgram << ": error: " << platform.refusal() << "\n";
     return kExitUsage;
   }
-  int code = platform.exportSucceeded() ? kExitOk : kExitExportFailed;
+  int code = ExitCodeFor(exportPlugIn.lastOutcome());
   if (!args.logPath.empty() && !WriteTextFile(args.logPath, LogSectionText(0))) {
     err << kProgram << ": error: cannot write the log to \"" << args.logPath << "\"\n";
-    code = kExitExportFailed;
+    code = kExitFailed;
   }
   return code;
 }
 
 }  // namespace
+
+int UsageError(std::ostream& err, const std::string& message) {
+  err << kProgram << ": error: " << message << "\n" << kProgram << ": see 'reelwright --help'\n";
+  return kExitUsage;
+}
+
+void ReportFileError(std::ostream& err, const std::string& file, const std::string& what) {
+  err << kProgram << ": " << file << ": " << what << "\n";
+}
 
 int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   if (args.empty()) {

@@ -8,13 +8,19 @@
 
 namespace rw {
 
+// The exit codes of every command.
 constexpr int kExitOk = 0;
-constexpr int kExitExportFailed = 1;  // the export ran and reported failure
-constexpr int kExitUsage = 2;         // bad arguments, unreadable model, refused output path
+constexpr int kExitFailed = 1;  // the export reported an error; dump or check found faults
+constexpr int kExitUsage = 2;   // bad arguments, an unreadable input, a refused output: nothing written
 
 // Runs the command given by args (the words after the program name) and returns its exit code.
 // Normal output goes to out, errors and warnings to err.
 int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+// "reelwright: error: MESSAGE" and a pointer to --help on err; returns kExitUsage.
+int UsageError(std::ostream& err, const std::string& message);
+// "reelwright: FILE: WHAT" on err: the one form of every problem with a named file.
+void ReportFileError(std::ostream& err, const std::string& file, const std::string& what);
 
 }  // namespace rw
 

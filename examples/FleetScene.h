@@ -3,7 +3,7 @@
 #ifndef REELWRIGHT_EXAMPLES_FLEETSCENE_H
 #define REELWRIGHT_EXAMPLES_FLEETSCENE_H
 
-#include "host/Ms3dWriter.h"
+#include "examples/Ms3dWriter.h"
 
 namespace rw {
 

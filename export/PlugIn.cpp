@@ -47,11 +47,15 @@ int ExportPlugIn::RunExportCommand(msModel* model) {
   request.title = "Export NIS";
   request.flags = kOfnOverwritePrompt | kOfnHideReadOnly | kOfnPathMustExist;
   request.defExt = defExt;
-  if (!CurrentPlatform().GetSaveFileName(request)) return 0;
+  if (!CurrentPlatform().GetSaveFileName(request)) {
+    lastOutcome_ = ExportOutcome::kCancelled;
+    return 0;
+  }
   file[sizeof file - 1] = '\0';  // whatever the dialog did, the path is a terminated text
 
   auto scene = std::make_unique<NisScene>();
   const bool exported = scene->ExportNis(file, model);
+  lastOutcome_ = exported ? ExportOutcome::kExported : ExportOutcome::kFailed;
   CurrentPlatform().ShowMessageBox(exported ? kSuccessText : kFailureText, kPlugInTitle, kMbOk);
   scene.reset();
   msModel_Destroy(model);

@@ -20,6 +20,9 @@ class PlugInInterface {
   virtual int RunExportCommand(msModel* model) = 0;
 };
 
+// How the last export command ended.
+enum class ExportOutcome { kNotRun, kCancelled, kExported, kFailed };
+
 class ExportPlugIn final : public PlugInInterface {
  public:
   ExportPlugIn();
@@ -29,8 +32,11 @@ class ExportPlugIn final : public PlugInInterface {
   // Destroys the model after every confirmed dialog; leaves it alone when cancelled.
   int RunExportCommand(msModel* model) override;
 
+  ExportOutcome lastOutcome() const { return lastOutcome_; }
+
  private:
   char title_[64];
+  ExportOutcome lastOutcome_ = ExportOutcome::kNotRun;
 };
 
 // A new plug-in object, or null when it cannot be allocated. The caller owns it.

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/Ms3dReader.h"
+#include "model/Ms3dReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const rw::Ms3dReadResult read = rw::ReadMs3d(data, size);

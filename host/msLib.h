@@ -1,5 +1,5 @@
 // Declarations of the modeller's model library (msModelLib.dll). The host implements these;
-// our in-memory model (host/MemoryModel.h) implements the same functions for the command-line
+// our in-memory model (model/MemoryModel.h) implements the same functions for the command-line
 // program, the tests and the Windows test harness.
 //
 // Text getters write a terminated text of at most maxLength - 1 characters and return the

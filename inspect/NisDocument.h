@@ -14,6 +14,10 @@
 namespace rw {
 
 constexpr size_t kFirstBytesShown = 16;
+// 32-bit lengths and offsets cannot describe a larger file.
+constexpr uint64_t kMaxNisFileSize = 0xFFFFFFFFu;
+// A script is a text of events; one this large is not one.
+constexpr uint64_t kMaxScriptFileSize = uint64_t(1) << 30;
 
 // One chunk head and what it spans. For FORM and NRML, `type` is the type word and
 // `children` the chunks inside; `extra` is NRML's fourth head word.
@@ -139,10 +143,6 @@ struct NisDocument {
 bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::string& error);
 // The same for a file on disk; false with `error` also when it cannot be read.
 bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error);
-
-// Reads a whole file into `bytes`. False, with a one-line `error` (without the path), when it
-// cannot be opened or read (a directory, say) or holds more than 32-bit offsets reach.
-bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error);
 
 // "NAME" for a chunk id; bytes outside printable ASCII appear as \xNN.
 std::string ChunkIdText(uint32_t id);

@@ -8,7 +8,8 @@
 #include <iterator>
 #include <string>
 
-#include "inspect/ByteCursor.h"
+#include "io/ByteCursor.h"
+#include "io/FileBytes.h"
 #include "inspect/NisDocument.h"
 #include "nis/NisFormat.h"
 
@@ -389,37 +390,10 @@ bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::st
   return true;
 }
 
-bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) {
-    error = std::string("cannot open: ") + std::strerror(errno);
-    return false;
-  }
-  bytes.clear();
-  char buffer[65536];
-  size_t got;
-  bool tooLarge = false;
-  while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
-    bytes.append(buffer, got);
-    // 32-bit lengths cannot describe more; stop before holding an arbitrarily large file.
-    if (bytes.size() > 0xFFFFFFFFu) {
-      tooLarge = true;
-      break;
-    }
-  }
-  int readError = std::ferror(file) ? errno : 0;
-  std::fclose(file);
-  if (readError || tooLarge) {
-    error = readError ? std::string("cannot read: ") + std::strerror(readError)
-                      : "larger than 32-bit offsets reach";
-    return false;
-  }
-  return true;
-}
 
 bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error) {
   std::string bytes;
-  if (!ReadWholeFile(path, bytes, error)) return false;
+  if (!ReadFileBytes(path, kMaxNisFileSize, bytes, error)) return false;
   return ReadNisDocument(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), doc, error);
 }
 

@@ -71,7 +71,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export a.ms3d b.ms3d", 2, "", "reelwright: error: more than one model file (a.ms3d, b.ms3d)\n" + kSeeHelp, {}},
       {"render scene.ms3d", 2, "", "reelwright: error: unknown command render\n" + kSeeHelp, {}},
       {"export missing.ms3d", 2, "", "reelwright: missing.ms3d: error: cannot open the file (No such file or directory)\n", {}},
-      {"export .", 2, "", "reelwright: .: error: is a folder, not a model file\n", {}},
+      {"export .", 2, "", "reelwright: .: error: is a folder, not a file\n", {}},
       {"export /dev/zero", 2, "", "reelwright: /dev/zero: error: is not a plain file\n", {}},  // endless
       {"export bad.ms3d -o x.nis", 2, "",
        "reelwright: bad.ms3d: error at byte 0: not an .ms3d file: the id is \"NOT A MODE\", not \"MS3D000000\"\n", {}},

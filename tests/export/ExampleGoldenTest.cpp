@@ -9,7 +9,7 @@
 
 #include "export/NisScene.h"
 #include "export/PlugIn.h"
-#include "host/Ms3dReader.h"
+#include "model/Ms3dReader.h"
 #include "log/ExportLog.h"
 #include "tests/support/TestSupport.h"
 

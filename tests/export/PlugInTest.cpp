@@ -5,7 +5,7 @@
 
 #include "export/NisScene.h"
 #include "export/PlugIn.h"
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "tests/support/TestSupport.h"
 

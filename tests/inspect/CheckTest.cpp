@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "inspect/Dump.h"
-#include "inspect/Inspect.h"
+#include "cli/InspectCommands.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -170,13 +170,13 @@ TEST(Check, CommandExitCodes) {
       {CheckCommand, {dir.Path("good.nis")}, 0, 0, ""},
       {CheckCommand, {dir.Path("broken.nis"), dir.Path("bad.script")}, 1, 2, ""},
       {CheckCommand, {dir.Path("short.nis")}, 2, 0, "file has 4 bytes, too few for a FORM head (12)"},
-      {CheckCommand, {dir.Path("good.nis"), dir.Path("missing.script")}, 2, 0, "missing.script: cannot open: No such file"},
-      {CheckCommand, {dir.Path("good.nis"), "--json"}, 2, 0, "check: unknown option '--json'"},
+      {CheckCommand, {dir.Path("good.nis"), dir.Path("missing.script")}, 2, 0, "missing.script: cannot open the file (No such file"},
+      {CheckCommand, {dir.Path("good.nis"), "--json"}, 2, 0, "reelwright: error: unknown option --json\n"},
       {DumpCommand, {dir.Path("aiff.nis"), "--json"}, 2, 0, "offset 8: form type 'AIFF' is not 'NIS '"},
-      {DumpCommand, {dir.dir()}, 2, 0, ": cannot read: Is a directory"},
+      {DumpCommand, {dir.dir()}, 2, 0, ": is a folder, not a file\n"},
       {DumpCommand, {dir.Path("good.nis"), "--keys", "--json"}, 0, 0, ""},
-      {DumpCommand, {dir.Path("good.nis"), "--yaml"}, 2, 0, "dump: unknown option '--yaml'"},
-      {DumpCommand, {dir.Path("cut.nis")}, 0, 0, "cut.nis: 7 structural faults, listed in the dump"},
+      {DumpCommand, {dir.Path("good.nis"), "--yaml"}, 2, 0, "reelwright: error: unknown option --yaml\n"},
+      {DumpCommand, {dir.Path("cut.nis")}, 1, 0, "cut.nis: 7 structural faults, listed in the dump"},
   };
   for (const Case& c : cases) {
     std::ostringstream out, err;

@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "export/NisScene.h"
-#include "host/Ms3dReader.h"
+#include "model/Ms3dReader.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -91,7 +91,7 @@ TEST(RoundTrip, TheExampleAndEverySampleReadBackAsExported) {
   for (const std::string& file : models) {
     SCOPED_TRACE(file);
     Ms3dReadResult read = ReadMs3dFile(file);
-    ASSERT_TRUE(read.ok()) << read.error()->Format(file);
+    ASSERT_TRUE(read.ok()) << FormatDiagnostic(file, *read.error());
     RecordingPlatform platform;
     NisScene scene;
     ASSERT_TRUE(scene.ExportNis(dir.Path("out.nis").c_str(), read.model.get())) << platform.windowText;

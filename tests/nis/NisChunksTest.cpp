@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "export/NisScene.h"
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "nis/CurveBlock.h"
 #include "tests/support/TestSupport.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "export/NisScene.h"
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "scene/CommentOptions.h"
 

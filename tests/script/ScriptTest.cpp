@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "export/NisScene.h"
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "script/EventScript.h"
 #include "tests/support/TestSupport.h"

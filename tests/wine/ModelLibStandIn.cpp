@@ -4,15 +4,15 @@
 
 #include <cstdio>
 
-#include "host/MemoryModel.h"
-#include "host/Ms3dReader.h"
+#include "model/MemoryModel.h"
+#include "model/Ms3dReader.h"
 
 extern "C" {
 
 msModel* rwStandIn_LoadMs3d(const char* path) {
   rw::Ms3dReadResult read = rw::ReadMs3dFile(path);
-  for (const rw::Ms3dDiagnostic& diagnostic : read.diagnostics) {
-    std::fprintf(stderr, "%s\n", diagnostic.Format(path).c_str());
+  for (const rw::Diagnostic& diagnostic : read.diagnostics) {
+    std::fprintf(stderr, "%s\n", rw::FormatDiagnostic(path, diagnostic).c_str());
   }
   return read.model.release();
 }

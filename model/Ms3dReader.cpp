@@ -1,14 +1,13 @@
-#include "host/Ms3dReader.h"
+#include "model/Ms3dReader.h"
 
-#include <cerrno>
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <string>
 
-#include "host/MemoryModel.h"
+#include "io/FileBytes.h"
+#include "model/MemoryModel.h"
 
 namespace rw {
 namespace {
@@ -53,11 +52,11 @@ class Ms3dParser {
   size_t Left() const { return size_ - pos_; }
 
   bool Fail(size_t offset, const std::string& message) {
-    result_.diagnostics.push_back({Ms3dDiagnostic::Kind::kError, static_cast<int64_t>(offset), message});
+    result_.diagnostics.push_back({Severity::kError, static_cast<int64_t>(offset), "", message});
     return false;
   }
   void Warn(size_t offset, const std::string& message) {
-    result_.diagnostics.push_back({Ms3dDiagnostic::Kind::kWarning, static_cast<int64_t>(offset), message});
+    result_.diagnostics.push_back({Severity::kWarning, static_cast<int64_t>(offset), "", message});
   }
   // True when n more bytes are there; otherwise a truncation error at the current byte.
   bool Need(uint64_t n, const std::string& what) {
@@ -343,22 +342,16 @@ bool Ms3dParser::Parse() {
 
 Ms3dReadResult FileError(const std::string& message) {
   Ms3dReadResult result;
-  result.diagnostics.push_back({Ms3dDiagnostic::Kind::kError, -1, message});
+  result.diagnostics.push_back({Severity::kError, -1, "", message});
   return result;
 }
 
 }  // namespace
 
-std::string Ms3dDiagnostic::Format(const std::string& fileName) const {
-  std::string out = fileName + (kind == Kind::kError ? ": error" : ": warning");
-  if (offset >= 0) out += " at byte " + std::to_string(offset);
-  return out + ": " + message;
-}
-
 void ModelDeleter::operator()(msModel* model) const { msModel_Destroy(model); }
 
-const Ms3dDiagnostic* Ms3dReadResult::error() const {
-  if (diagnostics.empty() || diagnostics.back().kind != Ms3dDiagnostic::Kind::kError) return nullptr;
+const Diagnostic* Ms3dReadResult::error() const {
+  if (diagnostics.empty() || !diagnostics.back().isError()) return nullptr;
   return &diagnostics.back();
 }
 
@@ -384,20 +377,8 @@ Ms3dReadResult ReadMs3d(const void* data, size_t size) {
 Ms3dReadResult ReadMs3d(const std::string& bytes) { return ReadMs3d(bytes.data(), bytes.size()); }
 
 Ms3dReadResult ReadMs3dFile(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) return FileError("is a folder, not a model file");
-  // A device or a pipe could be endless; a model is a plain file.
-  if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))
-    return FileError("is not a plain file");
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) return FileError(std::string("cannot open the file (") + std::strerror(errno) + ")");
-  std::string bytes;
-  char buffer[65536];
-  size_t got;
-  while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0) bytes.append(buffer, got);
-  const bool readError = std::ferror(file) != 0;
-  std::fclose(file);
-  if (readError) return FileError("cannot read the file");
+  std::string bytes, error;
+  if (!ReadFileBytes(path, kMs3dMaxFileSize, bytes, error)) return FileError(error);
   return ReadMs3d(bytes);
 }
 

@@ -1,7 +1,7 @@
 // Our in-memory host model: it implements every function of host/msLib.h, and this builder
 // fills it (tests, the .ms3d reader, the example generator).
-#ifndef REELWRIGHT_HOST_MEMORYMODEL_H
-#define REELWRIGHT_HOST_MEMORYMODEL_H
+#ifndef REELWRIGHT_MODEL_MEMORYMODEL_H
+#define REELWRIGHT_MODEL_MEMORYMODEL_H
 
 #include <string>
 

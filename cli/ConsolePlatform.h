@@ -1,8 +1,8 @@
 // The platform of the command-line program: the save dialog answers with the path from the
 // command line (or one made from the model's path), the message box and the log window
 // print to the console.
-#ifndef REELWRIGHT_PLATFORM_CONSOLEPLATFORM_H
-#define REELWRIGHT_PLATFORM_CONSOLEPLATFORM_H
+#ifndef REELWRIGHT_CLI_CONSOLEPLATFORM_H
+#define REELWRIGHT_CLI_CONSOLEPLATFORM_H
 
 #include <iosfwd>
 #include <string>
@@ -28,7 +28,8 @@ class ConsolePlatform final : public Platform {
   // refusal() says why) a path longer than request.maxFile - 1, a folder, and an existing
   // file when the request asks to confirm overwriting and force is off.
   bool GetSaveFileName(SaveFileRequest& request) override;
-  // The success text goes to out, any other text to err, each with a line end.
+  // The success text goes to out, any other text to err, each with a line end (the box says
+  // how the export went; the exit code comes from the plug-in's outcome, not from this text).
   void ShowMessageBox(const char* text, const char* caption, uint32_t style) override;
   // A window that streams each printed text to out (CR LF shown as LF), silent when quiet.
   std::unique_ptr<LogWindow> CreateLogWindow() override;
@@ -36,7 +37,6 @@ class ConsolePlatform final : public Platform {
   const std::string& refusal() const { return refusal_; }  // empty unless the dialog refused
   const std::string& chosenPath() const { return chosenPath_; }
   bool boxShown() const { return boxShown_; }
-  bool exportSucceeded() const { return exportSucceeded_; }  // the box showed the success text
   // Stops the log windows from printing (the end lines that a final LogCloseAll adds).
   void Silence() { options_.quiet = true; }
   bool quiet() const { return options_.quiet; }
@@ -51,7 +51,6 @@ class ConsolePlatform final : public Platform {
   std::string refusal_;
   std::string chosenPath_;
   bool boxShown_ = false;
-  bool exportSucceeded_ = false;
 };
 
 // path with the extension of its last component replaced by "." + ext (added if it has none).

@@ -1,9 +1,9 @@
-#include "host/Ms3dWriter.h"
+#include "examples/Ms3dWriter.h"
 
 #include <cstdio>
 #include <cstring>
 
-#include "host/Ms3dReader.h"
+#include "model/Ms3dReader.h"
 
 namespace rw {
 namespace {

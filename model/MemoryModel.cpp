@@ -1,4 +1,4 @@
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 
 #include <cstring>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "platform/ConsolePlatform.h"
+#include "cli/ConsolePlatform.h"
 
 #include <cstdio>
 #include <cstring>
@@ -78,8 +78,7 @@ bool ConsolePlatform::GetSaveFileName(SaveFileRequest& request) {
 
 void ConsolePlatform::ShowMessageBox(const char* text, const char* /*caption*/, uint32_t /*style*/) {
   boxShown_ = true;
-  exportSucceeded_ = std::strcmp(text, kSuccessText) == 0;
-  (exportSucceeded_ ? out_ : err_) << text << "\n" << std::flush;
+  (std::strcmp(text, kSuccessText) == 0 ? out_ : err_) << text << "\n" << std::flush;
 }
 
 std::unique_ptr<LogWindow> ConsolePlatform::CreateLogWindow() { return std::make_unique<ConsoleLogWindow>(*this); }

@@ -1,14 +1,14 @@
 // Writes small .ms3d files: placeholder geometry (zero-filled records), joints with keys, and
 // the optional sections up to a chosen one. Used by the tests (which patch bytes for broken
 // variants) and by the example generator.
-#ifndef REELWRIGHT_HOST_MS3DWRITER_H
-#define REELWRIGHT_HOST_MS3DWRITER_H
+#ifndef REELWRIGHT_EXAMPLES_MS3DWRITER_H
+#define REELWRIGHT_EXAMPLES_MS3DWRITER_H
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "host/MemoryModel.h"
+#include "model/MemoryModel.h"
 
 namespace rw {
 

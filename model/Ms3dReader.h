@@ -2,8 +2,8 @@
 // with their rest pose, keys and comments, and the model comment. Geometry is checked for
 // size and skipped. Bad input gives one error with its byte offset, never a crash, and
 // nothing is allocated before the bytes that it stands for are known to be there.
-#ifndef REELWRIGHT_HOST_MS3DREADER_H
-#define REELWRIGHT_HOST_MS3DREADER_H
+#ifndef REELWRIGHT_MODEL_MS3DREADER_H
+#define REELWRIGHT_MODEL_MS3DREADER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/msLib.h"
+#include "io/Diagnostic.h"
 
 namespace rw {
 
@@ -32,18 +33,8 @@ constexpr size_t kMs3dJointExtraSize = 12;  // color[3]
 constexpr size_t kMs3dModelExtraSize = 12;  // joint size, transparency mode, alpha ref
 constexpr int32_t kMs3dCommentSubVersion = 1;
 constexpr float kMs3dFallbackFps = 24.0f;
-
-// One finding of a read. offset is the byte where the problem lies; -1 when it concerns the
-// whole file (it cannot be opened).
-struct Ms3dDiagnostic {
-  enum class Kind { kError, kWarning };
-  Kind kind = Kind::kError;
-  int64_t offset = -1;
-  std::string message;  // what is wrong, without the file name
-
-  // "FILE: error at byte N: MESSAGE" ("warning" for warnings; no "at byte" without offset).
-  std::string Format(const std::string& fileName) const;
-};
+// Every count in the file is 16 bits wide or bounded by one, so no real model comes near this.
+constexpr uint64_t kMs3dMaxFileSize = uint64_t(1) << 31;
 
 // Ends a model with msModel_Destroy.
 struct ModelDeleter {
@@ -53,10 +44,10 @@ using ModelPtr = std::unique_ptr<msModel, ModelDeleter>;
 
 struct Ms3dReadResult {
   ModelPtr model;  // null when an error was found; the caller owns it otherwise
-  std::vector<Ms3dDiagnostic> diagnostics;  // warnings in file order; an error is always last
+  std::vector<Diagnostic> diagnostics;  // warnings in file order; an error is always last
 
   bool ok() const { return model != nullptr; }
-  const Ms3dDiagnostic* error() const;  // the error, or null
+  const Diagnostic* error() const;  // the error, or null
 };
 
 // Reads size bytes at data (which the caller keeps). Never throws for bad input.

@@ -1,8 +1,8 @@
 // A bounded reader over one span of a file: every read is checked against the span's end, and
 // the first read that does not fit stops the cursor and records where and why. Payload numbers
 // are little-endian, chunk heads big-endian.
-#ifndef REELWRIGHT_INSPECT_BYTECURSOR_H
-#define REELWRIGHT_INSPECT_BYTECURSOR_H
+#ifndef REELWRIGHT_IO_BYTECURSOR_H
+#define REELWRIGHT_IO_BYTECURSOR_H
 
 #include <cstddef>
 #include <cstdint>

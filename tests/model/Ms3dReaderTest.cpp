@@ -5,8 +5,8 @@
 #include <type_traits>
 
 #include "examples/FleetScene.h"
-#include "host/Ms3dReader.h"
-#include "host/Ms3dWriter.h"
+#include "model/Ms3dReader.h"
+#include "examples/Ms3dWriter.h"
 #include "tests/support/TestSupport.h"
 
 namespace rw {
@@ -41,7 +41,7 @@ TEST(Ms3dSamples, EveryRealFileLoadsItsJointsAndKeys) {
   for (const SampleCase& c : kSamples) {
     SCOPED_TRACE(c.file);
     const Ms3dReadResult read = ReadMs3dFile(std::string(RW_SAMPLES_DIR) + "/" + c.file);
-    ASSERT_TRUE(read.ok()) << read.diagnostics.back().Format(c.file);
+    ASSERT_TRUE(read.ok()) << FormatDiagnostic(c.file, read.diagnostics.back());
     EXPECT_TRUE(read.diagnostics.empty());
     EXPECT_EQ(Text(msModel_GetComment, read.model.get()), c.comment);
     ASSERT_EQ(msModel_GetBoneCount(read.model.get()), c.joints);
@@ -113,8 +113,8 @@ TEST(Ms3dReader, WriterRoundTripKeepsPoseKeysAndComments) {
 // One patched or cut file each; an error leaves no model, a warning loads the rest.
 TEST(Ms3dReader, EachProblemGivesOneMessageWithItsOffset) {
   const std::string base = WriteMs3d(BaseFile());
-  constexpr auto kError = Ms3dDiagnostic::Kind::kError, kWarning = Ms3dDiagnostic::Kind::kWarning;
-  const struct { std::string bytes; Ms3dDiagnostic::Kind kind; int64_t offset; const char* message; } cases[] = {
+  constexpr auto kError = Severity::kError, kWarning = Severity::kWarning;
+  const struct { std::string bytes; Severity kind; int64_t offset; const char* message; } cases[] = {
       {Patched(base, 0, "X"), kError, 0, "not an .ms3d file: the id is \"XS3D000000\", not \"MS3D000000\""},
       {Patched(base, 10, 5), kError, 10, "unsupported version 5 (versions 3 and 4 are read)"},
       {base.substr(0, 5), kError, 0, "file ends inside the header (14 bytes needed, 5 left)"},
@@ -138,9 +138,9 @@ TEST(Ms3dReader, EachProblemGivesOneMessageWithItsOffset) {
     SCOPED_TRACE(c.message);
     const Ms3dReadResult read = ReadMs3d(c.bytes);
     ASSERT_EQ(read.diagnostics.size(), 1u);
-    EXPECT_EQ(read.diagnostics[0].kind, c.kind);
+    EXPECT_EQ(read.diagnostics[0].severity, c.kind);
     EXPECT_EQ(read.diagnostics[0].offset, c.offset);
-    EXPECT_EQ(read.diagnostics[0].message, c.message);
+    EXPECT_EQ(read.diagnostics[0].what, c.message);
     ASSERT_EQ(read.ok(), c.kind == kWarning);
     if (!read.ok()) continue;
     // The keys were stored at 24 fps, so they read as whole frames whatever the fps field says;
@@ -159,7 +159,7 @@ TEST(Ms3dReader, EveryPrefixLoadsOrFailsCleanly) {
     ASSERT_EQ(read.ok(), cleanEnds.count(length) == 1) << "prefix of " << length;
     ASSERT_EQ(read.diagnostics.size(), read.ok() ? 0u : 1u) << "prefix of " << length;
     if (read.ok()) EXPECT_EQ(msModel_GetBoneCount(read.model.get()), 2);
-    else EXPECT_LE(read.error()->offset, static_cast<int64_t>(length)) << read.error()->message;
+    else EXPECT_LE(read.error()->offset, static_cast<int64_t>(length)) << read.error()->what;
   }
 }
 

@@ -1,17 +1,15 @@
-#include "inspect/Inspect.h"
+#include "cli/InspectCommands.h"
 
 #include <ostream>
 
+#include "cli/Cli.h"
 #include "inspect/Check.h"
 #include "inspect/Dump.h"
 #include "inspect/NisDocument.h"
+#include "io/FileBytes.h"
 
 namespace rw {
 namespace {
-
-constexpr int kExitClean = 0;
-constexpr int kExitProblems = 1;
-constexpr int kExitUnreadable = 2;
 
 bool IsOption(const std::string& arg) { return arg.size() > 1 && arg[0] == '-'; }
 
@@ -19,7 +17,7 @@ bool IsOption(const std::string& arg) { return arg.size() > 1 && arg[0] == '-'; 
 bool ReadOrReport(const std::string& path, NisDocument& doc, std::ostream& err) {
   std::string error;
   if (ReadNisFile(path, doc, error)) return true;
-  err << "reelwright: " << path << ": " << error << "\n";
+  ReportFileError(err, path, error);
   return false;
 }
 
@@ -35,58 +33,48 @@ int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::os
     } else if (arg == "--keys") {
       options.keys = true;
     } else if (IsOption(arg)) {
-      err << "reelwright: dump: unknown option '" << arg << "'\n";
-      return kExitUnreadable;
+      return UsageError(err, "unknown option " + arg);
     } else {
       files.push_back(arg);
     }
   }
-  if (files.size() != 1) {
-    err << "usage: reelwright dump FILE.nis [--json] [--keys]\n";
-    return kExitUnreadable;
-  }
+  if (files.size() != 1) return UsageError(err, "dump needs one NIS file");
   NisDocument doc;
-  if (!ReadOrReport(files[0], doc, err)) return kExitUnreadable;
+  if (!ReadOrReport(files[0], doc, err)) return kExitUsage;
   if (json) {
     WriteDumpJson(doc, options, out);
   } else {
     WriteDumpText(doc, options, out);
   }
+  if (doc.faults.empty()) return kExitOk;
   // The faults are part of the dump; the note keeps them from passing unseen in a pipe.
-  if (!doc.faults.empty()) {
-    err << "reelwright: " << files[0] << ": " << doc.faults.size() << " structural fault"
-        << (doc.faults.size() == 1 ? "" : "s") << ", listed in the dump\n";
-  }
-  return kExitClean;
+  ReportFileError(err, files[0],
+                  std::to_string(doc.faults.size()) + " structural fault" + (doc.faults.size() == 1 ? "" : "s") +
+                      ", listed in the dump");
+  return kExitFailed;
 }
 
 int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   std::vector<std::string> files;
   for (const std::string& arg : args) {
-    if (IsOption(arg)) {
-      err << "reelwright: check: unknown option '" << arg << "'\n";
-      return kExitUnreadable;
-    }
+    if (IsOption(arg)) return UsageError(err, "unknown option " + arg);
     files.push_back(arg);
   }
-  if (files.empty() || files.size() > 2) {
-    err << "usage: reelwright check FILE.nis [FILE.script]\n";
-    return kExitUnreadable;
-  }
+  if (files.empty() || files.size() > 2) return UsageError(err, "check needs a NIS file and at most one script");
   NisDocument doc;
-  if (!ReadOrReport(files[0], doc, err)) return kExitUnreadable;
+  if (!ReadOrReport(files[0], doc, err)) return kExitUsage;
   std::vector<NisProblem> problems = CheckNisDocument(doc);
   if (files.size() == 2) {
     std::string text, error;
-    if (!ReadWholeFile(files[1], text, error)) {
-      err << "reelwright: " << files[1] << ": " << error << "\n";
-      return kExitUnreadable;
+    if (!ReadFileBytes(files[1], kMaxScriptFileSize, text, error)) {
+      ReportFileError(err, files[1], error);
+      return kExitUsage;
     }
     std::vector<NisProblem> more = CheckScriptText(doc, text, files[1]);
     problems.insert(problems.end(), more.begin(), more.end());
   }
   for (const NisProblem& p : problems) out << ProblemLine(p) << "\n";
-  return problems.empty() ? kExitClean : kExitProblems;
+  return problems.empty() ? kExitOk : kExitFailed;
 }
 
 }  // namespace rw

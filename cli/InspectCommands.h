@@ -1,0 +1,21 @@
+// `reelwright dump` and `reelwright check`: the command-line front ends of inspect/.
+#ifndef REELWRIGHT_CLI_INSPECTCOMMANDS_H
+#define REELWRIGHT_CLI_INSPECTCOMMANDS_H
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace rw {
+
+// `dump FILE.nis [--json] [--keys]`; args are the words after "dump". Exit code: 0 shown and
+// clean, 1 shown with structural faults (they are part of the dump; a one-line note goes to
+// err), 2 unreadable file or bad arguments.
+int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+// `check FILE.nis [FILE.script]`: 0 clean, 1 problems found (one line each on out), 2
+// unreadable file or bad arguments.
+int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+}  // namespace rw
+
+#endif

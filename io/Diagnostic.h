@@ -1,0 +1,28 @@
+// One way to report a problem found in a file, used by every reader and checker: which file,
+// where in it (a byte offset, and a place in its structure when it has one), how bad, and what.
+#ifndef REELWRIGHT_IO_DIAGNOSTIC_H
+#define REELWRIGHT_IO_DIAGNOSTIC_H
+
+#include <cstdint>
+#include <string>
+
+namespace rw {
+
+enum class Severity { kError, kWarning };
+
+struct Diagnostic {
+  Severity severity = Severity::kError;
+  int64_t offset = -1;  // the byte where the problem lies; -1 when it concerns the whole file
+  std::string where;    // a place in the file's structure ("ANIM #3 keys"), or empty
+  std::string what;     // what is wrong, without the file name
+
+  bool isError() const { return severity == Severity::kError; }
+};
+
+// "FILE: error at byte N: WHERE: WHAT"; "warning" for warnings; the parts without a value
+// (no file name, offset -1, no place) are left out with their separators.
+std::string FormatDiagnostic(const std::string& fileName, const Diagnostic& diagnostic);
+
+}  // namespace rw
+
+#endif

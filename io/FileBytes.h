@@ -1,0 +1,17 @@
+// Reading a whole file into memory, for the readers that parse from a byte span.
+#ifndef REELWRIGHT_IO_FILEBYTES_H
+#define REELWRIGHT_IO_FILEBYTES_H
+
+#include <cstdint>
+#include <string>
+
+namespace rw {
+
+// Reads the regular file at path into bytes. False, with a one-line error (without the path)
+// in `error`, when it is a folder or not a regular file (a device or a pipe could be endless),
+// cannot be opened or read, or holds more than maxBytes.
+bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& bytes, std::string& error);
+
+}  // namespace rw
+
+#endif
