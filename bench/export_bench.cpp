@@ -17,7 +17,10 @@
 #include <memory>
 #include <string>
 
-#include "export/NisScene.h"
+#include "export/ExportDriver.h"
+#include "nis/NisChunks.h"
+#include "scene/Scene.h"
+#include "script/EventScript.h"
 #include "model/MemoryModel.h"
 #include "liteiff/LiteIFF.h"
 #include "log/ExportLog.h"
@@ -94,9 +97,8 @@ void BM_Export(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     msModel* model = MakeScene(boneCount, keyCount);  // the export adds keys: a fresh model each time
-    auto scene = std::make_unique<rw::NisScene>();
     state.ResumeTiming();
-    ok = scene->ExportNis(files.nis.c_str(), model) && ok;
+    ok = rw::ExportNis(files.nis.c_str(), model) && ok;
     state.PauseTiming();
     scene.reset();
     msModel_Destroy(model);
@@ -144,14 +146,12 @@ void BM_Stages(benchmark::State& state) {
   double totals[7] = {};
   for (auto _ : state) {
     msModel* model = MakeScene(boneCount, keyCount);
-    rw::NisScene scene;
     if (rw::LogSectionCount() > 0) rw::LogCloseAll();
     rw::LogCreateWindow();
     rw::LogOpenSection();
     rw::LogOpenStage("NIS Export");
-    scene.model = model;
-    scene.iff = std::make_unique<rw::LiteIFF>();
-    if (!scene.iff->Attach(files.nis.c_str())) {
+    rw::LiteIFF iff;
+    if (!iff.Attach(files.nis.c_str())) {
       state.SkipWithError("cannot write the output file");
       msModel_Destroy(model);
       break;
@@ -162,17 +162,17 @@ void BM_Stages(benchmark::State& state) {
       run();
       totals[stage++] += ProcessMilliseconds() - start;
     };
-    timed([&] { scene.ScanScene(); });
-    scene.iff->OpenForm(rw::kChunkForm, kFormNis, 0);
-    timed([&] { scene.WriteNisHeader(); });
-    timed([&] { scene.WriteAnimationCurves(); });
-    timed([&] { scene.WriteLeaders(); });
-    timed([&] { scene.WriteFollowers(); });
-    timed([&] { scene.WriteCameras(); });
-    scene.iff->CloseChunk();
+    rw::Scene scene;
+    timed([&] { scene = rw::ScanScene(model); });
+    iff.OpenForm(rw::kChunkForm, kFormNis, 0);
+    timed([&] { rw::WriteNisHeader(iff, scene); });
+    timed([&] { rw::WriteAnimationCurves(iff, scene); });
+    timed([&] { rw::WriteLeaders(iff, scene); });
+    timed([&] { rw::WriteFollowers(iff, scene); });
+    timed([&] { rw::WriteCameras(iff, scene); });
+    iff.CloseChunk();
     rw::LogEndStage();
-    timed([&] { scene.ExportScript(files.nis.c_str()); });
-    scene.iff.reset();
+    timed([&] { rw::WriteEventScript(scene, model, files.nis); });
     msModel_Destroy(model);
   }
   for (int i = 0; i < 7; ++i) state.counters[names[i]] = benchmark::Counter(totals[i], benchmark::Counter::kAvgIterations);

@@ -6,15 +6,10 @@
 #include <ostream>
 
 #include "export/PlugIn.h"
+#include "io/PathText.h"
 
 namespace rw {
 namespace {
-
-// Where the last path component starts: after the last slash (or backslash, as Windows has it).
-size_t LastComponentStart(const std::string& path) {
-  const size_t slash = path.find_last_of("/\\");
-  return slash == std::string::npos ? 0 : slash + 1;
-}
 
 class ConsoleLogWindow final : public LogWindow {
  public:
@@ -39,13 +34,6 @@ class ConsoleLogWindow final : public LogWindow {
 
 }  // namespace
 
-std::string ReplaceExtension(const std::string& path, const std::string& ext) {
-  const size_t start = LastComponentStart(path);
-  const size_t dot = path.find_last_of('.');
-  const std::string stem = dot != std::string::npos && dot >= start ? path.substr(0, dot) : path;
-  return stem + "." + ext;
-}
-
 ConsolePlatform::ConsolePlatform(ConsoleOptions options, std::ostream& out, std::ostream& err)
     : options_(std::move(options)), out_(out), err_(err) {}
 
@@ -53,8 +41,7 @@ std::string ConsolePlatform::AnswerPath(const SaveFileRequest& request) const {
   const std::string ext = request.defExt ? request.defExt : "";
   if (options_.outputPath.empty()) return ReplaceExtension(options_.modelPath, ext);
   const std::string& path = options_.outputPath;
-  const bool hasDot = path.find('.', LastComponentStart(path)) != std::string::npos;
-  return hasDot || ext.empty() ? path : path + "." + ext;
+  return HasExtension(path) || ext.empty() ? path : path + "." + ext;
 }
 
 bool ConsolePlatform::GetSaveFileName(SaveFileRequest& request) {

@@ -53,9 +53,6 @@ class ConsolePlatform final : public Platform {
   bool boxShown_ = false;
 };
 
-// path with the extension of its last component replaced by "." + ext (added if it has none).
-std::string ReplaceExtension(const std::string& path, const std::string& ext);
-
 }  // namespace rw
 
 #endif

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "export/NisScene.h"
+#include "export/ExportDriver.h"
 #include "platform/Platform.h"
 
 namespace rw {
@@ -53,11 +53,9 @@ int ExportPlugIn::RunExportCommand(msModel* model) {
   }
   file[sizeof file - 1] = '\0';  // whatever the dialog did, the path is a terminated text
 
-  auto scene = std::make_unique<NisScene>();
-  const bool exported = scene->ExportNis(file, model);
+  const bool exported = ExportNis(file, model);
   lastOutcome_ = exported ? ExportOutcome::kExported : ExportOutcome::kFailed;
   CurrentPlatform().ShowMessageBox(exported ? kSuccessText : kFailureText, kPlugInTitle, kMbOk);
-  scene.reset();
   msModel_Destroy(model);
   return 0;
 }

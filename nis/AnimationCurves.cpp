@@ -2,12 +2,13 @@
 // position key, with bind pose plus key in the bone's parent-relative space.
 #include <unordered_set>
 
-#include "export/NisScene.h"
 #include "log/ExportLog.h"
 #include "nis/CurveBlock.h"
 #include "nis/Matrix4.h"
+#include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
+#include "scene/Naming.h"
 #include "scene/HostText.h"
 
 namespace rw {
@@ -135,16 +136,16 @@ void SampleBone(msBone* bone, const std::string& path, const EntityPose& pose, C
 
 }  // namespace
 
-bool NisScene::WriteAnimationCurves() {
+void WriteAnimationCurves(LiteIFF& iff, const Scene& scene) {
   LogOpenStage("Animation Curves");
-  iff->OpenChunk(kChunkAnim);
-  WriteU32(*iff, static_cast<uint32_t>(kCurvesPerEntity * bones.size() + 1));
-  WriteEmptyCurve(*iff, endTime);
+  iff.OpenChunk(kChunkAnim);
+  WriteU32(iff, static_cast<uint32_t>(kCurvesPerEntity * scene.bones.size() + 1));
+  WriteEmptyCurve(iff, scene.endTime);
 
   CurveSamples samples;
-  for (size_t i = 0; i < bones.size(); ++i) {
-    msBone* bone = bones[i];
-    const std::string path = i < bonePaths.size() ? bonePaths[i] : std::string();
+  for (size_t i = 0; i < scene.bones.size(); ++i) {
+    msBone* bone = scene.bones[i];
+    const std::string path = i < scene.bonePaths.size() ? scene.bonePaths[i] : std::string();
     const bool isCamera = IsCameraPath(path);
     LogPrint("Writing animation curves for %s #%d...\n", isCamera ? "camera" : "bone", static_cast<int>(i + 1));
     const std::string curveName = kCurvePrefix + path;
@@ -154,18 +155,17 @@ bool NisScene::WriteAnimationCurves() {
     msBone_GetRotation(bone, pose.bindRotation);
     // The chain depends on the entity alone; in an ordinary model it is the identity.
     Matrix4 chain;
-    BuildChainMatrix(lookup, curveName, chain);
+    BuildChainMatrix(scene.lookup, curveName, chain);
     pose.invertible = InvertChainMatrix(chain, pose.inverse);
     pose.halfTurn = isCamera ? static_cast<double>(kCameraHalfTurn) : 0.0;
-    pose.framesPerSecond = static_cast<double>(static_cast<uint32_t>(fps));
+    pose.framesPerSecond = static_cast<double>(static_cast<uint32_t>(scene.fps));
 
     SampleBone(bone, path, pose, samples);
-    WriteCurveSet(*iff, curveName, samples.times, samples.translate, samples.rotate, samples.visibility, 0, 0);
+    WriteCurveSet(iff, curveName, samples.times, samples.translate, samples.rotate, samples.visibility, 0, 0);
   }
 
-  iff->CloseChunk();
+  iff.CloseChunk();
   LogEndStage();
-  return true;
 }
 
 }  // namespace rw

@@ -1,9 +1,10 @@
 // The FOLW chunk: for every accepted bone a follower, the name that cameras and scripts use,
 // with its leader and the sob type and name from the bone's comment.
-#include "export/NisScene.h"
 #include "log/ExportLog.h"
+#include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
+#include "scene/Naming.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
 
@@ -22,15 +23,15 @@ void WriteFollowerRecord(LiteIFF& iff, const std::string& followerName, const st
 
 }  // namespace
 
-bool NisScene::WriteFollowers() {
+void WriteFollowers(LiteIFF& iff, const Scene& scene) {
   LogOpenStage("Followers");
-  iff->OpenChunk(kChunkFolw);
-  WriteU32(*iff, static_cast<uint32_t>(bonePaths.size() + 1));
-  WriteFollowerRecord(*iff, kEmptyFollower, kEmptyLeader, kNoSobType, "");
+  iff.OpenChunk(kChunkFolw);
+  WriteU32(iff, static_cast<uint32_t>(scene.bonePaths.size() + 1));
+  WriteFollowerRecord(iff, kEmptyFollower, kEmptyLeader, kNoSobType, "");
 
-  for (size_t i = 0; i < bonePaths.size(); ++i) {
-    const std::string& path = bonePaths[i];
-    const std::string comment = ReadBoneComment(i < bones.size() ? bones[i] : nullptr);
+  for (size_t i = 0; i < scene.bonePaths.size(); ++i) {
+    const std::string& path = scene.bonePaths[i];
+    const std::string comment = ReadBoneComment(i < scene.bones.size() ? scene.bones[i] : nullptr);
     std::string sobType = GetOption(comment, kOptionSobType);
     std::string sobName = GetOption(comment, kOptionSobName);
     if (IsCameraPath(path)) {
@@ -44,12 +45,11 @@ bool NisScene::WriteFollowers() {
       LogWarning("No sob-group type given for bone '%s'\n", path.c_str());
       sobType = kNoSobType;
     }
-    WriteFollowerRecord(*iff, kFollowerPrefix + path, kLeaderPrefix + path, sobType, sobName);
+    WriteFollowerRecord(iff, kFollowerPrefix + path, kLeaderPrefix + path, sobType, sobName);
   }
 
-  iff->CloseChunk();
+  iff.CloseChunk();
   LogEndStage();
-  return true;
 }
 
 }  // namespace rw

@@ -1,9 +1,10 @@
 // The LEAD chunk: for every accepted bone a leader that joins its six motion curves, with the
 // values of its first keys.
-#include "export/NisScene.h"
 #include "log/ExportLog.h"
+#include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
+#include "scene/Naming.h"
 
 namespace rw {
 namespace {
@@ -15,17 +16,17 @@ void WriteLeaderHead(LiteIFF& iff, const std::string& leaderName) {
 
 }  // namespace
 
-bool NisScene::WriteLeaders() {
+void WriteLeaders(LiteIFF& iff, const Scene& scene) {
   LogOpenStage("Leaders");
-  iff->OpenChunk(kChunkLead);
-  WriteU32(*iff, static_cast<uint32_t>(bonePaths.size() + 1));
+  iff.OpenChunk(kChunkLead);
+  WriteU32(iff, static_cast<uint32_t>(scene.bonePaths.size() + 1));
 
-  WriteLeaderHead(*iff, kEmptyLeader);
-  WriteEmptyMotionTail(*iff);
+  WriteLeaderHead(iff, kEmptyLeader);
+  WriteEmptyMotionTail(iff);
 
-  for (size_t i = 0; i < bonePaths.size(); ++i) {
-    const std::string& path = bonePaths[i];
-    msBone* bone = i < bones.size() ? bones[i] : nullptr;
+  for (size_t i = 0; i < scene.bonePaths.size(); ++i) {
+    const std::string& path = scene.bonePaths[i];
+    msBone* bone = i < scene.bones.size() ? scene.bones[i] : nullptr;
     LogPrint("Writing leader information for bone #%d...\n", static_cast<int>(i + 1));
 
     // A bone may reach here without keys (a keyless child of a keyless parent, say): its
@@ -44,13 +45,12 @@ bool NisScene::WriteLeaders() {
 
     std::string curves[6];
     for (int c = 0; c < 6; ++c) curves[c] = kCurvePrefix + path + kCurveSuffixes[c];
-    WriteLeaderHead(*iff, kLeaderPrefix + path);
-    WriteMotionTail(*iff, curves, start);
+    WriteLeaderHead(iff, kLeaderPrefix + path);
+    WriteMotionTail(iff, curves, start);
   }
 
-  iff->CloseChunk();
+  iff.CloseChunk();
   LogEndStage();
-  return true;
 }
 
 }  // namespace rw

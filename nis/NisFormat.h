@@ -23,9 +23,6 @@ constexpr uint32_t kNisVersion = 256;
 constexpr const char* kEmptyCurve = "ANIM_Empty";
 constexpr const char* kEmptyLeader = "LEAD_Empty";
 constexpr const char* kEmptyFollower = "FOLW_Empty";
-constexpr const char* kCurvePrefix = "ANIM_";
-constexpr const char* kLeaderPrefix = "LEAD_";
-constexpr const char* kFollowerPrefix = "FOLW_";
 
 // Sob-group types of followers: a camera's, and the one for a bone whose comment gives none.
 constexpr const char* kCameraSobType = "camera";

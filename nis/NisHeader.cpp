@@ -1,33 +1,32 @@
 // The NAME, VERS and INFO chunks: the file's title, version, frame rate and time range.
 #include <cstring>
 
-#include "export/NisScene.h"
 #include "log/ExportLog.h"
+#include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
 
 namespace rw {
 
-bool NisScene::WriteNisHeader() {
+void WriteNisHeader(LiteIFF& iff, const Scene& scene) {
   LogOpenStage("NIS Header");
 
   LogPrint("NAME chunk: '%s'\n", kNisTitle);
-  iff->OpenChunk(kChunkName);
-  iff->Write(kNisTitle, 1, std::strlen(kNisTitle));  // no terminator, no length prefix
-  iff->CloseChunk();
+  iff.OpenChunk(kChunkName);
+  iff.Write(kNisTitle, 1, std::strlen(kNisTitle));  // no terminator, no length prefix
+  iff.CloseChunk();
 
   LogPrint("VERS chunk: '%d'\n", static_cast<int>(kNisVersion));
-  iff->OpenChunk(kChunkVers);
-  WriteU32(*iff, kNisVersion);
-  iff->CloseChunk();
+  iff.OpenChunk(kChunkVers);
+  WriteU32(iff, kNisVersion);
+  iff.CloseChunk();
 
-  LogPrint("Animation FPS: %d\nStart Time: %d\nEnd Time: %d\n", fps, startTime, endTime);
-  iff->OpenChunk(kChunkInfo);
-  for (int32_t value : {fps, startTime, endTime}) iff->Write(&value, sizeof value, 1);
-  iff->CloseChunk();
+  LogPrint("Animation FPS: %d\nStart Time: %d\nEnd Time: %d\n", scene.fps, scene.startTime, scene.endTime);
+  iff.OpenChunk(kChunkInfo);
+  for (int32_t value : {scene.fps, scene.startTime, scene.endTime}) iff.Write(&value, sizeof value, 1);
+  iff.CloseChunk();
 
   LogEndStage();
-  return true;
 }
 
 }  // namespace rw

@@ -1,7 +1,6 @@
 #include "nis/NisWrite.h"
 
 #include "nis/NisFormat.h"
-#include "scene/BoneLookup.h"
 
 namespace rw {
 
@@ -16,12 +15,6 @@ void WriteEmptyMotionTail(LiteIFF& iff) {
                                               kEmptyCurve, kEmptyCurve, kEmptyCurve};
   static const double kZeros[6] = {0, 0, 0, 0, 0, 0};
   WriteMotionTail(iff, kEmptyCurves, kZeros);
-}
-
-bool IsCameraPath(const std::string& path) {
-  const size_t bar = path.rfind('|');
-  const size_t nameStart = bar == std::string::npos ? 0 : bar + 1;
-  return path.compare(nameStart, std::char_traits<char>::length(kCameraPrefix), kCameraPrefix) == 0;
 }
 
 }  // namespace rw

@@ -19,9 +19,6 @@ void WriteMotionTail(LiteIFF& iff, const std::string (&curves)[6], const double 
 // The tail of a record without motion of its own: "ANIM_Empty" six times, six zeros, " ZYX".
 void WriteEmptyMotionTail(LiteIFF& iff);
 
-// True when the last "|"-separated segment of path, the bone's own name, begins with "CAM_".
-bool IsCameraPath(const std::string& path);
-
 }  // namespace rw
 
 #endif

@@ -6,12 +6,11 @@
 #include <vector>
 
 #include "scene/HostText.h"
+#include "scene/Naming.h"
 
 namespace rw {
 namespace {
 
-constexpr const char* kPathRoot = "Root";
-constexpr char kPathSeparator = '|';
 // Chains up to this depth are checked for loops by a linear look at the bones seen so far;
 // deeper ones switch to a hash set, so a long chain costs linear time, not quadratic.
 constexpr size_t kShortChain = 32;
@@ -50,20 +49,7 @@ msBone* BoneLookup::Find(const std::string& name) const {
   return it == byName_.end() ? nullptr : it->second;
 }
 
-msBone* FindBoneByName(msModel* model, const std::string& name) {
-  const int count = msModel_GetBoneCount(model);
-  for (int i = 0; i < count; ++i) {
-    msBone* bone = msModel_GetBoneAt(model, i);
-    if (ReadBoneName(bone) == name) return bone;
-  }
-  return nullptr;
-}
-
-namespace {
-
-// The climb and the joining, with find giving the first bone of a name (or null).
-template <typename FindBone>
-std::string BuildPathWith(const FindBone& find, msBone* bone, bool* looped) {
+std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) {
   if (looped) *looped = false;
   // The names from the bone up to its topmost ancestor.
   std::vector<std::string> names{ReadBoneName(bone)};
@@ -72,7 +58,7 @@ std::string BuildPathWith(const FindBone& find, msBone* bone, bool* looped) {
   for (msBone* current = bone;;) {
     std::string parentName = ReadParentName(current);
     if (parentName.empty()) break;
-    msBone* parent = find(parentName);
+    msBone* parent = lookup.Find(parentName);
     if (parent && !visited.Insert(parent)) {
       // The chain comes back to a bone already on it: the path ends below the repeat.
       if (looped) *looped = true;
@@ -93,18 +79,6 @@ std::string BuildPathWith(const FindBone& find, msBone* bone, bool* looped) {
     path += *it;
   }
   return path;
-}
-
-}  // namespace
-
-std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped) {
-  return BuildPathWith([&lookup](const std::string& name) { return lookup.Find(name); }, bone, looped);
-}
-
-// One-off paths scan the model per level instead of indexing every name first: cheaper for
-// the shallow skeletons scenes have.
-std::string BuildBonePath(msModel* model, msBone* bone) {
-  return BuildPathWith([model](const std::string& name) { return FindBoneByName(model, name); }, bone, nullptr);
 }
 
 }  // namespace rw

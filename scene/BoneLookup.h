@@ -10,10 +10,6 @@
 
 namespace rw {
 
-// The naming contract: a bone's name alone says what it is, by its first letters (case counts).
-constexpr const char* kCameraPrefix = "CAM_";  // a camera
-constexpr const char* kIgnoredPrefix = "IG_";  // a guide the exporter leaves out
-
 class BoneLookup {
  public:
   // Indexes every bone of model by its name as the host reads it; the first in model order wins.
@@ -25,17 +21,11 @@ class BoneLookup {
   std::unordered_map<std::string, msBone*> byName_;
 };
 
-// The first bone in model order named exactly name, or null. Scans the model: for one-off use;
-// a run uses NisScene::lookup.
-msBone* FindBoneByName(msModel* model, const std::string& name);
-
 // "Root", the bone's ancestors from the top down, and its own name, joined by "|". A parent
 // name that no bone bears ends the climb but stands in the path; a null bone gives "Root|".
 // A chain of parent names that comes back to a bone already on it ends the climb before the
 // repeat, so each bone stands in the path once, and *looped (when given) is set. Any length.
 std::string BuildBonePath(const BoneLookup& lookup, msBone* bone, bool* looped = nullptr);
-// The same for one-off use: parents are looked up by scanning the model, O(bones) per level.
-std::string BuildBonePath(msModel* model, msBone* bone);
 
 }  // namespace rw
 

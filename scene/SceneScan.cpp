@@ -4,10 +4,11 @@
 #include <cstdint>
 #include <string>
 
-#include "export/NisScene.h"
 #include "log/ExportLog.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
+#include "scene/Naming.h"
+#include "scene/Scene.h"
 
 namespace rw {
 namespace {
@@ -17,8 +18,6 @@ constexpr int32_t kDefaultFps = 24;
 // The starting value of the first key time: 1e30 as a 32-bit float (bits 0x7149F2CA).
 constexpr float kFirstKeyStart = 1e30f;
 constexpr float kNoKeyTime = -1.0f;
-
-bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 // 32-bit arithmetic that wraps like the machine does, without signed overflow.
 int32_t WrapInt32(uint32_t value) { return TruncateToInt32(static_cast<double>(value)); }
@@ -69,7 +68,7 @@ KeyTimeRange FindKeyTimeRange(msModel* model) {
 }
 
 // Whole seconds, widened by one on each side unless the bound is 0.
-void SetTimeRange(NisScene& scene, const KeyTimeRange& range) {
+void SetTimeRange(Scene& scene, const KeyTimeRange& range) {
   if (range.first == kNoKeyTime || range.last == kNoKeyTime) {
     LogError("No frames found! Make sure you have keyframes defined!\n");
     scene.startTime = 0;
@@ -109,23 +108,20 @@ void CopyParentKeyTimes(msBone* bone, const std::string& name, msBone* parent, c
 
 }  // namespace
 
-bool NisScene::ScanScene() {
-  bones.clear();
-  cameras.clear();
-  bonePaths.clear();
-  cameraNames.clear();
-  lookup.Build(model);
+Scene ScanScene(msModel* model) {
+  Scene scene;
+  scene.lookup.Build(model);
 
   LogPrint("\n");
-  fps = ReadFrameRate(model);
-  SetTimeRange(*this, FindKeyTimeRange(model));
+  scene.fps = ReadFrameRate(model);
+  SetTimeRange(scene, FindKeyTimeRange(model));
   LogPrint("\n");
 
   const int boneCount = msModel_GetBoneCount(model);
   for (int i = 0; i < boneCount; ++i) {
     msBone* bone = msModel_GetBoneAt(model, i);
     const std::string name = ReadBoneName(bone);
-    if (StartsWith(name, kIgnoredPrefix)) continue;
+    if (HasPrefix(name, kIgnoredPrefix)) continue;
 
     if (msBone_GetPositionKeyCount(bone) == 0) {
       const std::string parentName = ReadParentName(bone);
@@ -133,27 +129,27 @@ bool NisScene::ScanScene() {
         LogWarning("Bone \"%s\" is being ignored because it has no keyframes...\n", name.c_str());
         continue;
       }
-      CopyParentKeyTimes(bone, name, lookup.Find(parentName), parentName);
+      CopyParentKeyTimes(bone, name, scene.lookup.Find(parentName), parentName);
     }
 
-    const bool isCamera = StartsWith(name, kCameraPrefix);
+    const bool isCamera = HasPrefix(name, kCameraPrefix);
     if (isCamera) {
-      cameras.push_back(bone);
-      cameraNames.push_back(name);
+      scene.cameras.push_back(bone);
+      scene.cameraNames.push_back(name);
     }
     LogPrint("Got %s \"%s\".\n", isCamera ? "camera" : "bone", name.c_str());
-    bones.push_back(bone);
+    scene.bones.push_back(bone);
 
     bool looped = false;
-    bonePaths.push_back(BuildBonePath(lookup, bone, &looped));
+    scene.bonePaths.push_back(BuildBonePath(scene.lookup, bone, &looped));
     if (looped) {
       LogWarning(
           "The parents of bone \"%s\" lead back to a bone already on its chain!\r\n\t-> Its path is cut "
           "where the chain loops: \"%s\"\n",
-          name.c_str(), bonePaths.back().c_str());
+          name.c_str(), scene.bonePaths.back().c_str());
     }
   }
-  return true;
+  return scene;
 }
 
 }  // namespace rw

@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "host/msLib.h"
 #include "scene/BoneLookup.h"
+#include "scene/Scene.h"
 
 namespace rw {
 
@@ -66,6 +68,10 @@ void WarnMalformedEvents(const EventList& events, const std::string& owner);
 // ".") replaced by ".script", or ".script" appended when that component has no ".". Both "/"
 // and "\\" separate components; directories keep their dots, and a drive is kept.
 std::string ScriptPathFor(const std::string& nisPath);
+
+// Writes the .script beside nisPath: the model comment's events, then each accepted bone's
+// block, logging the stage. False only when the script file cannot be opened.
+bool WriteEventScript(const Scene& scene, msModel* model, const std::string& nisPath);
 
 }  // namespace rw
 

@@ -1,17 +1,17 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "export/NisScene.h"
 #include "log/ExportLog.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
 #include "script/EventScript.h"
+#include "io/PathText.h"
 
 namespace rw {
 namespace {
 
 constexpr const char* kStageName = "NIS Script Export";
-constexpr const char* kScriptExtension = ".script";
+constexpr const char* kScriptExtension = "script";
 // Text mode: each "\n" of the script becomes the system's line end (CR LF on Windows).
 constexpr const char* kScriptFileMode = "wt";
 constexpr const char* kEventCountKey = "Num Events";
@@ -68,14 +68,9 @@ void WarnMalformedEvents(const EventList& events, const std::string& owner) {
   }
 }
 
-std::string ScriptPathFor(const std::string& nisPath) {
-  const size_t separator = nisPath.find_last_of("/\\");
-  const size_t dot = nisPath.rfind('.');
-  const bool hasExtension = dot != std::string::npos && (separator == std::string::npos || dot > separator);
-  return (hasExtension ? nisPath.substr(0, dot) : nisPath) + kScriptExtension;
-}
+std::string ScriptPathFor(const std::string& nisPath) { return ReplaceExtension(nisPath, kScriptExtension); }
 
-bool NisScene::ExportScript(const char* nisPath) {
+bool WriteEventScript(const Scene& scene, msModel* model, const std::string& nisPath) {
   // With no fixed buffer there is no length limit of our own: a path the system accepts is
   // written, and one it refuses takes the failure road below.
   const std::string scriptPath = ScriptPathFor(nisPath);
@@ -88,14 +83,14 @@ bool NisScene::ExportScript(const char* nisPath) {
   }
 
   LogPrint("Exporting global events...\n");
-  WriteGlobalEvents(file, ReadReportedEvents(ReadModelComment(model), kModelOwner), lookup);
+  WriteGlobalEvents(file, ReadReportedEvents(ReadModelComment(model), kModelOwner), scene.lookup);
 
   LogPrint("Exporting local events...\n");
-  for (size_t i = 0; i < bones.size() && i < bonePaths.size(); ++i) {
-    const std::string& path = bonePaths[i];
+  for (size_t i = 0; i < scene.bones.size() && i < scene.bonePaths.size(); ++i) {
+    const std::string& path = scene.bonePaths[i];
     LogPrint("Exporting events for bone\\camera '%s'...\n", path.c_str());
-    const EventList events = ReadReportedEvents(ReadBoneComment(bones[i]), "bone '" + path + "'");
-    WriteLocalEvents(file, lookup, path, events);
+    const EventList events = ReadReportedEvents(ReadBoneComment(scene.bones[i]), "bone '" + path + "'");
+    WriteLocalEvents(file, scene.lookup, path, events);
   }
 
   std::fclose(file);

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "export/NisScene.h"
+#include "export/ExportDriver.h"
 #include "export/PlugIn.h"
 #include "model/Ms3dReader.h"
 #include "log/ExportLog.h"

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <memory>
 
-#include "export/NisScene.h"
+#include "export/ExportDriver.h"
 #include "export/PlugIn.h"
 #include "model/MemoryModel.h"
 #include "log/ExportLog.h"

@@ -8,7 +8,8 @@
 #include <cstring>
 #include <vector>
 
-#include "export/NisScene.h"
+#include "nis/NisChunks.h"
+#include "scene/Scene.h"
 #include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "nis/CurveBlock.h"
@@ -76,24 +77,25 @@ TEST(ComputeCurveTangents, BytesOfEachKindOfStretch) {
 // A model and a scene filled by hand; Run writes one stage into a scratch file.
 class NisChunksTest : public ::testing::Test {
  protected:
-  void SetUp() override { scene.model = model, scene.fps = 24; }
+  void SetUp() override { scene.fps = 24; }
   void TearDown() override { LogCloseAll(), msModel_Destroy(model); }
   msBone* Accept(msBone* bone, const std::string& path) {
     scene.bones.push_back(bone), scene.bonePaths.push_back(path);
     return bone;
   }
   // The payload of the stage's one chunk; file and log keep the whole file and the stage's log.
-  std::string Run(bool (NisScene::*stage)(), bool inForm = false) {
+  std::string Run(void (*stage)(LiteIFF&, const Scene&), bool inForm = false) {
     LogCloseAll();
     LogOpenSection();
     scene.lookup.Build(model);
-    scene.iff = std::make_unique<LiteIFF>();
-    EXPECT_TRUE(scene.iff->Attach(scratch.Path("out.nis").c_str()));
-    if (inForm) scene.iff->OpenForm(kChunkForm, MakeChunkId("NIS "), 0);
-    EXPECT_TRUE((scene.*stage)());
-    if (inForm) scene.iff->CloseChunk();
-    EXPECT_EQ(scene.iff->depth(), 0);
-    scene.iff.reset();
+    {
+      LiteIFF iff;
+      EXPECT_TRUE(iff.Attach(scratch.Path("out.nis").c_str()));
+      if (inForm) iff.OpenForm(kChunkForm, MakeChunkId("NIS "), 0);
+      stage(iff, scene);
+      if (inForm) iff.CloseChunk();
+      EXPECT_EQ(iff.depth(), 0);
+    }
     file = test::ReadFileBytes(scratch.Path("out.nis"));
     log = LogSectionText(0);
     return file.substr(8);
@@ -114,13 +116,13 @@ class NisChunksTest : public ::testing::Test {
 
   test::ScratchDir scratch;
   msModel* model = CreateModel();
-  NisScene scene;
+  Scene scene;
   std::string file, log;
 };
 
 TEST_F(NisChunksTest, HeaderIs71Bytes) {
   scene.startTime = 1, scene.endTime = 5;
-  Run(&NisScene::WriteNisHeader, true);
+  Run(&WriteNisHeader, true);
   // FORM length 63; NAME at 12, VERS at 39 (odd: no pad byte), INFO at 51; fps, start, end.
   EXPECT_EQ(test::ToHex(file),
             "46 4F 52 4D 00 00 00 3F 4E 49 53 20 4E 41 4D 45 00 00 00 13 48 6F 6D 65 77 6F 72 6C 64 32 20 4E 49 53 "
@@ -132,7 +134,7 @@ TEST_F(NisChunksTest, HeaderIs71Bytes) {
 TEST_F(NisChunksTest, ShipExampleGivesAnim820AndLead397Bytes) {
   scene.endTime = 3;
   Accept(Ship("Ship"), "Root|Ship");
-  const std::string payload = Run(&NisScene::WriteAnimationCurves);
+  const std::string payload = Run(&WriteAnimationCurves);
   EXPECT_EQ(test::ToHex(file.substr(0, 8)), "41 4E 49 4D 00 00 03 34");
   // Keys 0 and 1 of the seven curves (bind plus key, at 1 and 2 s) and their tangent bits.
   const struct {
@@ -153,7 +155,7 @@ TEST_F(NisChunksTest, ShipExampleGivesAnim820AndLead397Bytes) {
   // Key 0 of _translateX spelled out: time 1.0, value 11.0.
   EXPECT_EQ(test::ToHex(payload.substr(4 + 90 + 4 + 25 + 4, 16)), "00 00 00 00 00 00 F0 3F 00 00 00 00 00 00 26 40");
 
-  const std::string leaders = Run(&NisScene::WriteLeaders);
+  const std::string leaders = Run(&WriteLeaders);
   EXPECT_EQ(test::ToHex(file.substr(0, 8)), "4C 45 41 44 00 00 01 8D");
   Bytes lead;
   lead.u32(2).text("LEAD_Empty").text("").s += MotionTail("");
@@ -169,9 +171,9 @@ TEST_F(NisChunksTest, KeylessBoneWithLongPath) {
   Bytes curves;  // endTime 0 puts both placeholder keys at 0.0
   curves.u32(8).text("ANIM_Empty").u32(2).key(0, 0, kOne, 0).key(0, 0, kOne, 0).u32(0).u32(0);
   for (const char* suffix : kSuffixes) curves.text("ANIM_" + path + suffix).u32(0).u32(0).u32(0);
-  EXPECT_EQ(Run(&NisScene::WriteAnimationCurves), curves.s);
+  EXPECT_EQ(Run(&WriteAnimationCurves), curves.s);
   const std::string leader = Bytes().text("LEAD_" + path).text("").s + MotionTail(path);
-  EXPECT_EQ(Run(&NisScene::WriteLeaders).substr(4 + 154, leader.size()), leader);
+  EXPECT_EQ(Run(&WriteLeaders).substr(4 + 154, leader.size()), leader);
   EXPECT_NE(log.find("Writing leader information for bone #1...\r\nWARNING: Bone '" + path +
                      "' has no position key 0\r\n\t-> Its leader starts at position 0, 0, 0\r\nWARNING: Bone '" +
                      path + "' has no rotation key 0\r\n\t-> Its leader starts at rotation 0, 0, 0\r\n"),
@@ -183,7 +185,7 @@ TEST_F(NisChunksTest, KeylessBoneWithLongPath) {
 TEST_F(NisChunksTest, CameraHalfTurnIsRoundedOnce) {
   msBone* camera = Accept(AddBone(model, "CAM_Odd", "", {}, {0, 0.3f, 0}), "Root|CAM_Odd");
   AddKeyPair(camera, 1, {}, {0, 0.1f, 0});
-  Run(&NisScene::WriteAnimationCurves);
+  Run(&WriteAnimationCurves);
   EXPECT_EQ(test::ToHex(Bytes().f64(KeyValue("ANIM_Root|CAM_Odd_rotateY", 0)).s), "00 00 00 A0 2E 55 0C 40");
 }
 
@@ -194,7 +196,7 @@ TEST_F(NisChunksTest, CameraHalfTurnAndMissingRotationKeys) {
   AddKeyPair(half, 1, {1, 0, 0}, {0.25f, 0, 0});
   msVec3 moved = {2, 0, 0};
   for (float frame : {2.0f, 3.0f}) msBone_AddPositionKey(half, frame, moved);
-  Run(&NisScene::WriteAnimationCurves);
+  Run(&WriteAnimationCurves);
   // Half turn 0x40490FDB + 0 + 0.5, summed in double and rounded once: 3.64159274.
   EXPECT_EQ(test::ToHex(Bytes().f64(KeyValue("ANIM_Root|CAM_Ship_rotateY", 0)).s), "00 00 00 60 FB 21 0D 40");
   EXPECT_EQ(KeyValue("ANIM_Root|CAM_Ship_translateX", 1), 12.0);
@@ -213,7 +215,7 @@ TEST_F(NisChunksTest, BoneNamedLikeACurveInvertsItsBindChain) {
   // 0.25, about Y by 0.3), whose parent is ANIM_Root|Ship again: the climb stops there with a warning.
   AddBone(model, "ANIM_Root|Ship", "Base", {1, 0, 0}, {0, 0, 0.5f});
   AddBone(model, "Base", "ANIM_Root|Ship", {0, 3, 0}, {0.25f, 0.3f, 0});
-  Run(&NisScene::WriteAnimationCurves);
+  Run(&WriteAnimationCurves);
   // Bind plus key 0, (11, 2, -2, 1), times the inverse of t1 Rz(0.5) t2 Rx(0.25) Ry(0.3), as row
   // vectors (+sin above the diagonal), worked out in double.
   const double v[3] = {8.390652, -5.962698, 0.803582};
@@ -246,7 +248,7 @@ TEST_F(NisChunksTest, FollowerExampleIs566BytesAndSobRules) {
     SetBoneComment(Accept(AddBone(model, c.name), c.path), c.comment);
     expected += FollowerRecord(c.path, c.type, c.sobName);
   }
-  const std::string payload = Run(&NisScene::WriteFollowers);
+  const std::string payload = Run(&WriteFollowers);
   EXPECT_EQ(test::ToHex(payload), test::ToHex(expected));
   // The example alone (placeholder, Ship, CAM_Main) is 4 + 176 + 192 + 194 = 566 bytes.
   EXPECT_EQ(payload.find(Bytes().text("FOLW_Root|Named").s), 566u);
@@ -258,7 +260,7 @@ TEST_F(NisChunksTest, CameraRecordsOf100And84Bytes) {
   SetBoneComment(scene.cameras[0], "Center Of Interest=Target\n");
   SetBoneComment(scene.cameras[2], "Center Of Interest=Nobody");
   scene.cameraNames = {"CAM_1", "CAM_2", "CAM_3"};
-  const std::string payload = Run(&NisScene::WriteCameras);
+  const std::string payload = Run(&WriteCameras);
   // The five fixed numbers of every record: 21.8, 31.92, 24, 1, 10000000.
   const std::string params = test::FromHex(
       "CD CC CC CC CC CC 35 40 EC 51 B8 1E 85 EB 3F 40 00 00 00 00 00 00 38 40 00 00 00 00 00 00 F0 3F 00 00 00 00 D0 "

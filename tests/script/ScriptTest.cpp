@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <tuple>
 
-#include "export/NisScene.h"
+#include "scene/Scene.h"
 #include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "script/EventScript.h"
@@ -40,8 +40,7 @@ class ScriptTest : public ::testing::Test {
   void SetUp() override {
     for (msBone* top : {fleet, camera}) AddKeyPair(top, 1, {}, {});  // a top bone without keys is left out
     SetBoneComment(AddBone(model, "IG_Guide", "Fleet"), "Num Events=1\nEvent0=1|never|\n");
-    scene.model = model;
-    scene.ScanScene();  // before the log has sections: its lines go nowhere
+    scene = ScanScene(model);  // before the log has sections: its lines go nowhere
     LogOpenSection();
   }
   void TearDown() override { msModel_Destroy(model); }
@@ -52,7 +51,7 @@ class ScriptTest : public ::testing::Test {
   msBone* fleet = AddBone(model, "Fleet");
   msBone* ship = AddBone(model, "Ship1", "Fleet");
   msBone* camera = AddBone(model, "CAM_Main");
-  NisScene scene;
+  Scene scene;
 };
 
 // The block of one bone: a time line whenever the time changes, and only cameraCut and attack
@@ -78,7 +77,7 @@ TEST_F(ScriptTest, BlockWritesTimeLinesAndRewritesOnlyCameraCutAndAttack) {
 
 TEST_F(ScriptTest, UnopenableFileIsAnErrorAndLeavesTheSectionOpen) {
   const std::string script = scratch.Path("missing/scene.script");
-  EXPECT_FALSE(scene.ExportScript(scratch.Path("missing/scene.nis").c_str()));
+  EXPECT_FALSE(WriteEventScript(scene, model, scratch.Path("missing/scene.nis")));
   EXPECT_EQ(LogSectionCount(), 2u);
   EXPECT_EQ(LogTopText(), "======================== NIS Script Export ========================\r\nOpening file '" +
                               script + "' for exporting script...\r\nERROR: Coudn't open file '" + script + "' for writing script.\r\n");
@@ -92,7 +91,7 @@ TEST_F(ScriptTest, MalformedEventsAreSkippedWithTheirCommentAndKey) {
   SetBoneComment(ship, "Num Events=5 events\r\nEvent0=1|a|\r\n");
   SetBoneComment(camera, "Num Events=99999999\n");
   const std::string name = scratch.Path(std::string(252 - scratch.dir().size(), 'n'));  // 255 with ".n"
-  ASSERT_TRUE(scene.ExportScript((name + ".n").c_str()));
+  ASSERT_TRUE(WriteEventScript(scene, model, name + ".n"));
   EXPECT_EQ(test::ReadFileBytes(name + ".script"), "at 0\n\tfade(1)\n\tx()\n\nwith FOLW_Root|Fleet|Ship1\n{\n\tat 1\n\t\ta()\n}\n\n");
   for (const char* warning : {
            "WARNING: Event1 of the model comment is skipped: \"fade 2\" is not time|function|arguments.\r\n",
