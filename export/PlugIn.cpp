@@ -37,7 +37,7 @@ int ExportPlugIn::RunExportCommand(msModel* model) {
   char defExt[32] = "nis";
 
   SaveFileRequest request;
-  request.structSize = 76;
+  request.structSize = kOpenFileNameVersion400Size32;
   request.filter = filter;
   request.filterIndex = 0;
   request.file = file;

@@ -40,7 +40,7 @@ void ShowTop() {
   ExportLog& log = TheLog();
   if (log.window && !log.sections.empty()) {
     log.window->SetText(log.sections.back());
-    log.window->Repaint(kLogRepaintFlags);
+    log.window->Repaint(kRdwInvalidate | kRdwErase | kRdwUpdateNow);
   }
 }
 

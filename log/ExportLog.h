@@ -17,8 +17,6 @@ namespace rw {
 constexpr const char* kSectionRule = "========================";
 constexpr const char* kWarningPrefix = "WARNING: ";
 constexpr const char* kErrorPrefix = "ERROR: ";
-// RDW_INVALIDATE | RDW_ERASE | RDW_UPDATENOW
-constexpr unsigned kLogRepaintFlags = 0x105;
 
 // printf-style. The text brings its own line ends; LF becomes CR LF. Texts of any length are
 // kept whole.

@@ -17,6 +17,9 @@ constexpr uint32_t kMbOk = 0;
 constexpr uint32_t kRdwInvalidate = 0x1;
 constexpr uint32_t kRdwErase = 0x4;
 constexpr uint32_t kRdwUpdateNow = 0x100;
+// The save-file request's structure size as the exporter states it: the size of the
+// pre-Windows-2000 ("version 400") OPENFILENAMEA of 32-bit Windows.
+constexpr uint32_t kOpenFileNameVersion400Size32 = 76;
 constexpr int kLogDialogTemplate = 10000;
 constexpr int kLogTextControl = 10000;
 

@@ -10,10 +10,6 @@
 
 namespace rw {
 
-// The save-file request's lStructSize as the exporter states it: the size of the
-// pre-Windows-2000 ("version 400") OPENFILENAMEA of 32-bit Windows.
-constexpr uint32_t kOpenFileNameVersion400Size32 = 76;
-
 class Win32Platform final : public Platform {
  public:
   // resourceModule: the HINSTANCE of the module that holds dialog template 10000 (not owned).

@@ -13,6 +13,7 @@
 #include "model/MemoryModel.h"
 #include "log/ExportLog.h"
 #include "nis/CurveBlock.h"
+#include "tests/support/ByteBuilder.h"
 #include "tests/support/TestSupport.h"
 
 namespace rw {
@@ -24,23 +25,20 @@ constexpr uint32_t kHalfSlopeX = 0x3F64F92E, kHalfSlopeY = 0x3EE4F92E;
 const char* const kSuffixes[] = {"_translateX", "_translateY", "_translateZ", "_rotateX",
                                  "_rotateY",    "_rotateZ",    "_visibility"};
 
-// Expected payloads, written out field by field in file order.
-struct Bytes {
-  std::string s;
-  Bytes& u32(uint32_t v) { return raw(&v, 4); }
-  Bytes& f64(double v) { return raw(&v, 8); }
-  Bytes& text(const std::string& t) { return u32(static_cast<uint32_t>(t.size())).raw(t.data(), t.size()); }
-  Bytes& raw(const void* p, size_t n) { return s.append(static_cast<const char*>(p), n), *this; }
-  Bytes& key(double t, double v, uint32_t tx, uint32_t ty) { return f64(t).f64(v).u32(tx).u32(ty).u32(tx).u32(ty); }
-};
+using test::Bytes;
+
+// One 32-byte key whose in and out tangents are the same bits.
+std::string Key(double t, double v, uint32_t tx, uint32_t ty) {
+  return Bytes().F64(t).F64(v).U32(tx).U32(ty).U32(tx).U32(ty).s;
+}
 
 // The tail of leader and follower records: six curve names (of path, or the placeholder),
 // six doubles, " ZYX".
 std::string MotionTail(const std::string& path, const double (&start)[6] = {0, 0, 0, 0, 0, 0}) {
   Bytes b;
-  for (int c = 0; c < 6; ++c) b.text(path.empty() ? "ANIM_Empty" : "ANIM_" + path + kSuffixes[c]);
-  for (double v : start) b.f64(v);
-  return b.raw(" ZYX", 4).s;
+  for (int c = 0; c < 6; ++c) b.Text(path.empty() ? "ANIM_Empty" : "ANIM_" + path + kSuffixes[c]);
+  for (double v : start) b.F64(v);
+  return b.Raw(" ZYX").s;
 }
 
 std::string FloatHex(float value) { return test::ToHex(std::string(reinterpret_cast<const char*>(&value), 4)); }
@@ -102,7 +100,7 @@ class NisChunksTest : public ::testing::Test {
   }
   // The value of key j of a curve in the ANIM chunk just written.
   double KeyValue(const std::string& curve, int j) {
-    const size_t at = file.find(Bytes().text(curve).s);
+    const size_t at = file.find(Bytes().Text(curve).s);
     double v = NAN;
     if (at != std::string::npos) std::memcpy(&v, &file[at + 4 + curve.size() + 4 + 32 * j + 8], 8);
     return v;
@@ -145,11 +143,11 @@ TEST_F(NisChunksTest, ShipExampleGivesAnim820AndLead397Bytes) {
                 {0.5, 1, kHalfSlopeX, kHalfSlopeY, kHalfSlopeY}, {0, 0, kOne, 0, kNegZero},
                 {1, 1, kOne, 0, kNegZero}};
   Bytes expected;
-  expected.u32(8).text("ANIM_Empty").u32(2).key(0, 0, kOne, 0).key(3, 0, kOne, 0).u32(0).u32(0);
+  expected.U32(8).Text("ANIM_Empty").U32(2).Raw(Key(0, 0, kOne, 0) + Key(3, 0, kOne, 0)).U32(0).U32(0);
   for (int c = 0; c < 7; ++c) {
     const auto& [v0, v1, tx, ty0, ty1] = curves[c];
-    expected.text(std::string("ANIM_Root|Ship") + kSuffixes[c]).u32(2).key(1, v0, tx, ty0).key(2, v1, tx, ty1);
-    expected.u32(0).u32(0);
+    expected.Text(std::string("ANIM_Root|Ship") + kSuffixes[c]).U32(2).Raw(Key(1, v0, tx, ty0) + Key(2, v1, tx, ty1));
+    expected.U32(0).U32(0);
   }
   EXPECT_EQ(test::ToHex(payload), test::ToHex(expected.s));
   // Key 0 of _translateX spelled out: time 1.0, value 11.0.
@@ -158,8 +156,8 @@ TEST_F(NisChunksTest, ShipExampleGivesAnim820AndLead397Bytes) {
   const std::string leaders = Run(&WriteLeaders);
   EXPECT_EQ(test::ToHex(file.substr(0, 8)), "4C 45 41 44 00 00 01 8D");
   Bytes lead;
-  lead.u32(2).text("LEAD_Empty").text("").s += MotionTail("");
-  lead.text("LEAD_Root|Ship").text("").s += MotionTail("Root|Ship", {1, 2, 3, 0.25, 0, 0});  // key 0, no bind
+  lead.U32(2).Text("LEAD_Empty").Text("").s += MotionTail("");
+  lead.Text("LEAD_Root|Ship").Text("").s += MotionTail("Root|Ship", {1, 2, 3, 0.25, 0, 0});  // key 0, no bind
   EXPECT_EQ(test::ToHex(leaders), test::ToHex(lead.s));
 }
 
@@ -169,10 +167,10 @@ TEST_F(NisChunksTest, KeylessBoneWithLongPath) {
   const std::string path = "Root|" + std::string(1100, 'p');
   Accept(AddBone(model, "Plain", "Gone"), path);
   Bytes curves;  // endTime 0 puts both placeholder keys at 0.0
-  curves.u32(8).text("ANIM_Empty").u32(2).key(0, 0, kOne, 0).key(0, 0, kOne, 0).u32(0).u32(0);
-  for (const char* suffix : kSuffixes) curves.text("ANIM_" + path + suffix).u32(0).u32(0).u32(0);
+  curves.U32(8).Text("ANIM_Empty").U32(2).Raw(Key(0, 0, kOne, 0) + Key(0, 0, kOne, 0)).U32(0).U32(0);
+  for (const char* suffix : kSuffixes) curves.Text("ANIM_" + path + suffix).U32(0).U32(0).U32(0);
   EXPECT_EQ(Run(&WriteAnimationCurves), curves.s);
-  const std::string leader = Bytes().text("LEAD_" + path).text("").s + MotionTail(path);
+  const std::string leader = Bytes().Text("LEAD_" + path).Text("").s + MotionTail(path);
   EXPECT_EQ(Run(&WriteLeaders).substr(4 + 154, leader.size()), leader);
   EXPECT_NE(log.find("Writing leader information for bone #1...\r\nWARNING: Bone '" + path +
                      "' has no position key 0\r\n\t-> Its leader starts at position 0, 0, 0\r\nWARNING: Bone '" +
@@ -186,7 +184,7 @@ TEST_F(NisChunksTest, CameraHalfTurnIsRoundedOnce) {
   msBone* camera = Accept(AddBone(model, "CAM_Odd", "", {}, {0, 0.3f, 0}), "Root|CAM_Odd");
   AddKeyPair(camera, 1, {}, {0, 0.1f, 0});
   Run(&WriteAnimationCurves);
-  EXPECT_EQ(test::ToHex(Bytes().f64(KeyValue("ANIM_Root|CAM_Odd_rotateY", 0)).s), "00 00 00 A0 2E 55 0C 40");
+  EXPECT_EQ(test::ToHex(Bytes().F64(KeyValue("ANIM_Root|CAM_Odd_rotateY", 0)).s), "00 00 00 A0 2E 55 0C 40");
 }
 
 // The camera variant of the example, and a bone short of rotation keys.
@@ -198,7 +196,7 @@ TEST_F(NisChunksTest, CameraHalfTurnAndMissingRotationKeys) {
   for (float frame : {2.0f, 3.0f}) msBone_AddPositionKey(half, frame, moved);
   Run(&WriteAnimationCurves);
   // Half turn 0x40490FDB + 0 + 0.5, summed in double and rounded once: 3.64159274.
-  EXPECT_EQ(test::ToHex(Bytes().f64(KeyValue("ANIM_Root|CAM_Ship_rotateY", 0)).s), "00 00 00 60 FB 21 0D 40");
+  EXPECT_EQ(test::ToHex(Bytes().F64(KeyValue("ANIM_Root|CAM_Ship_rotateY", 0)).s), "00 00 00 60 FB 21 0D 40");
   EXPECT_EQ(KeyValue("ANIM_Root|CAM_Ship_translateX", 1), 12.0);
   EXPECT_EQ(KeyValue("ANIM_Root|Half_rotateX", 0), 0.75);
   EXPECT_EQ(KeyValue("ANIM_Root|Half_rotateX", 2), 0.5);  // bind rotation alone
@@ -228,7 +226,7 @@ TEST_F(NisChunksTest, BoneNamedLikeACurveInvertsItsBindChain) {
 
 std::string FollowerRecord(const std::string& path, const std::string& type, const std::string& name) {
   const std::string tail = path.empty() ? "_Empty" : "_" + path;
-  return Bytes().text("FOLW" + tail).text("LEAD" + tail).text(type).text(name).s + MotionTail("");
+  return Bytes().Text("FOLW" + tail).Text("LEAD" + tail).Text(type).Text(name).s + MotionTail("");
 }
 
 TEST_F(NisChunksTest, FollowerExampleIs566BytesAndSobRules) {
@@ -243,7 +241,7 @@ TEST_F(NisChunksTest, FollowerExampleIs566BytesAndSobRules) {
       {"Cam_1", "Root|Cam_1", "", "None", ""},                       // case counts
       {"CAM", "Root|CAM", "Sob Type=A|b", "A|b", ""},                // too short for the prefix
   };
-  std::string expected = Bytes().u32(8).s + FollowerRecord("", "None", "");
+  std::string expected = Bytes().U32(8).s + FollowerRecord("", "None", "");
   for (const auto& c : cases) {
     SetBoneComment(Accept(AddBone(model, c.name), c.path), c.comment);
     expected += FollowerRecord(c.path, c.type, c.sobName);
@@ -251,7 +249,7 @@ TEST_F(NisChunksTest, FollowerExampleIs566BytesAndSobRules) {
   const std::string payload = Run(&WriteFollowers);
   EXPECT_EQ(test::ToHex(payload), test::ToHex(expected));
   // The example alone (placeholder, Ship, CAM_Main) is 4 + 176 + 192 + 194 = 566 bytes.
-  EXPECT_EQ(payload.find(Bytes().text("FOLW_Root|Named").s), 566u);
+  EXPECT_EQ(payload.find(Bytes().Text("FOLW_Root|Named").s), 566u);
 }
 
 TEST_F(NisChunksTest, CameraRecordsOf100And84Bytes) {
@@ -266,9 +264,9 @@ TEST_F(NisChunksTest, CameraRecordsOf100And84Bytes) {
       "CD CC CC CC CC CC 35 40 EC 51 B8 1E 85 EB 3F 40 00 00 00 00 00 00 38 40 00 00 00 00 00 00 F0 3F 00 00 00 00 D0 "
       "12 63 41");
   Bytes expected;
-  expected.u32(3).text("CAM_1").text("FOLW_Root|Rig|CAM_1").text("FOLW_Root|Target").text("").text("").s += params;
-  expected.text("CAM_2").text("FOLW_Root|Rig|CAM_2").text("").text("").text("").s += params;  // no option
-  expected.text("CAM_3").text("FOLW_Root|CAM_3").text("FOLW_Root|").text("").text("").s += params;  // no such bone
+  expected.U32(3).Text("CAM_1").Text("FOLW_Root|Rig|CAM_1").Text("FOLW_Root|Target").Text("").Text("").s += params;
+  expected.Text("CAM_2").Text("FOLW_Root|Rig|CAM_2").Text("").Text("").Text("").s += params;  // no option
+  expected.Text("CAM_3").Text("FOLW_Root|CAM_3").Text("FOLW_Root|").Text("").Text("").s += params;  // no such bone
   EXPECT_EQ(test::ToHex(payload), test::ToHex(expected.s));
   EXPECT_EQ(payload.size(), 4 + 100 + 84 + 90u);
 }
