@@ -7,9 +7,8 @@
 
 namespace rw {
 
-bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& bytes, std::string& error) {
+bool CheckPlainFile(const std::string& path, std::string& error) {
   namespace fs = std::filesystem;
-  bytes.clear();
   std::error_code code;
   const fs::file_status status = fs::status(path, code);
   if (fs::is_directory(status)) {
@@ -20,6 +19,14 @@ bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& byte
     error = "is not a plain file";
     return false;
   }
+  return true;
+}
+
+bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& bytes, std::string& error) {
+  namespace fs = std::filesystem;
+  bytes.clear();
+  if (!CheckPlainFile(path, error)) return false;
+  std::error_code code;
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (!file) {
     error = std::string("cannot open the file (") + std::strerror(errno) + ")";

@@ -7,6 +7,10 @@
 
 namespace rw {
 
+// True when path is not a folder and not a device or pipe (those could be endless); a path
+// that does not exist passes, for the open to report. Otherwise false with a one-line error.
+bool CheckPlainFile(const std::string& path, std::string& error);
+
 // Reads the regular file at path into bytes. False, with a one-line error (without the path)
 // in `error`, when it is a folder or not a regular file (a device or a pipe could be endless),
 // cannot be opened or read, or holds more than maxBytes.

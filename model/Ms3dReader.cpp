@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "io/FileBytes.h"
+#include "io/ByteSource.h"
 #include "model/MemoryModel.h"
 
 namespace rw {
@@ -38,33 +38,41 @@ std::string Quoted(const std::string& bytes) {
 
 std::string Num(uint64_t value) { return std::to_string(value); }
 
-// Walks the bytes of one file. Every read is preceded by Need() or a count check, so the
-// readers below never look past the end. The first failure ends the read.
+// Walks the bytes of one file. Every read is preceded by Need(), which loads the bytes it
+// names, or by a count check, so the readers below never look past the end and a file is read
+// no further than its counts need. The first failure ends the read.
 class Ms3dParser {
  public:
-  Ms3dParser(const uint8_t* data, size_t size, Ms3dReadResult& result)
-      : data_(data), size_(size), result_(result) {}
+  Ms3dParser(ByteSource& source, Ms3dReadResult& result) : source_(source), size_(source.size()), result_(result) {}
 
   bool Parse();
   msModel* model() const { return model_; }
 
  private:
-  size_t Left() const { return size_ - pos_; }
+  uint64_t Left() const { return size_ - pos_; }
 
-  bool Fail(size_t offset, const std::string& message) {
+  bool Fail(uint64_t offset, const std::string& message) {
     result_.diagnostics.push_back({Severity::kError, static_cast<int64_t>(offset), "", message});
     return false;
   }
-  void Warn(size_t offset, const std::string& message) {
+  void Warn(uint64_t offset, const std::string& message) {
     result_.diagnostics.push_back({Severity::kWarning, static_cast<int64_t>(offset), "", message});
   }
-  // True when n more bytes are there; otherwise a truncation error at the current byte.
+  // True when n more bytes are there, now loaded; otherwise a truncation or read error at the
+  // current byte.
   bool Need(uint64_t n, const std::string& what) {
-    if (n <= Left()) return true;
-    return Fail(pos_, "file ends inside " + what + " (" + Num(n) + " bytes needed, " + Num(Left()) + " left)");
+    if (n > Left())
+      return Fail(pos_, "file ends inside " + what + " (" + Num(n) + " bytes needed, " + Num(Left()) + " left)");
+    window_ = source_.Bytes(pos_, static_cast<size_t>(n));
+    windowStart_ = pos_;
+    if (!window_) return Fail(pos_, source_.error());
+    return true;
   }
+  // The loaded byte at offset: inside the span of the last Need().
+  uint8_t At(uint64_t offset) const { return window_[offset - windowStart_]; }
+  const char* Here() const { return reinterpret_cast<const char*>(window_ + (pos_ - windowStart_)); }
   // Checks a count read at countOffset against the bytes left, before anything is allocated.
-  bool CheckCount(size_t countOffset, uint64_t count, size_t minEach, const std::string& plural) {
+  bool CheckCount(uint64_t countOffset, uint64_t count, size_t minEach, const std::string& plural) {
     if (count * minEach <= Left()) return true;
     return Fail(countOffset, Num(count) + " " + plural + " need at least " + Num(count * minEach) + " bytes, only " +
                                  Num(Left()) + " left");
@@ -73,20 +81,20 @@ class Ms3dParser {
   // Reads a 16-bit record count named `plural` and checks it against the bytes left.
   bool ReadCount(const std::string& countName, size_t minEach, const std::string& plural, uint16_t& count) {
     if (!Need(2, countName)) return false;
-    const size_t countOffset = pos_;
+    const uint64_t countOffset = pos_;
     count = U16();
     return CheckCount(countOffset, count, minEach, plural);
   }
 
-  uint8_t U8() { return data_[pos_++]; }
+  uint8_t U8() { return At(pos_++); }
   uint16_t U16() {
-    const uint16_t v = static_cast<uint16_t>(data_[pos_] | data_[pos_ + 1] << 8);
+    const uint16_t v = static_cast<uint16_t>(At(pos_) | At(pos_ + 1) << 8);
     pos_ += 2;
     return v;
   }
   uint32_t U32() {
-    const uint32_t v = static_cast<uint32_t>(data_[pos_]) | static_cast<uint32_t>(data_[pos_ + 1]) << 8 |
-                       static_cast<uint32_t>(data_[pos_ + 2]) << 16 | static_cast<uint32_t>(data_[pos_ + 3]) << 24;
+    const uint32_t v = static_cast<uint32_t>(At(pos_)) | static_cast<uint32_t>(At(pos_ + 1)) << 8 |
+                       static_cast<uint32_t>(At(pos_ + 2)) << 16 | static_cast<uint32_t>(At(pos_ + 3)) << 24;
     pos_ += 4;
     return v;
   }
@@ -111,13 +119,13 @@ class Ms3dParser {
   }
   // A zero-filled 32-byte name; one that fills all 32 bytes has no terminator.
   std::string Name() {
-    const auto* begin = reinterpret_cast<const char*>(data_ + pos_);
+    const char* begin = Here();
     const void* zero = std::memchr(begin, 0, kMs3dNameSize);
     const size_t length = zero ? static_cast<size_t>(static_cast<const char*>(zero) - begin) : kMs3dNameSize;
     pos_ += kMs3dNameSize;
     return std::string(begin, length);
   }
-  void Skip(uint64_t n) { pos_ += static_cast<size_t>(n); }
+  void Skip(uint64_t n) { pos_ += n; }
 
   bool ReadHeader();
   bool SkipFixedRecords(const char* countName, const char* plural, size_t each, uint16_t* countOut);
@@ -130,11 +138,13 @@ class Ms3dParser {
   bool ReadModelComment();
   bool ReadText(const std::string& what, std::string& text);
   // Reads a section's sub-version; false (with a warning) when it is not a known one.
-  bool KnownSubVersion(const char* section, int32_t subVersion, size_t offset, bool known);
+  bool KnownSubVersion(const char* section, int32_t subVersion, uint64_t offset, bool known);
 
-  const uint8_t* data_;
-  size_t size_;
-  size_t pos_ = 0;
+  ByteSource& source_;
+  const uint64_t size_;
+  uint64_t pos_ = 0;
+  const uint8_t* window_ = nullptr;  // the bytes of the last Need(), from windowStart_ on
+  uint64_t windowStart_ = 0;
   Ms3dReadResult& result_;
   msModel* model_ = nullptr;  // owned by the caller's result once Parse returns
   uint16_t vertexCount_ = 0;
@@ -143,7 +153,7 @@ class Ms3dParser {
 
 bool Ms3dParser::ReadHeader() {
   if (!Need(kMs3dHeaderSize, "the header")) return false;
-  const std::string id(reinterpret_cast<const char*>(data_), kMs3dIdSize);
+  const std::string id(Here(), kMs3dIdSize);
   if (id != std::string(kMs3dId, kMs3dIdSize))
     return Fail(0, "not an .ms3d file: the id is " + Quoted(id) + ", not \"MS3D000000\"");
   pos_ = kMs3dIdSize;
@@ -177,7 +187,7 @@ bool Ms3dParser::SkipGroups() {
 
 bool Ms3dParser::ReadAnimation() {
   if (!Need(kMs3dAnimationSize, "the animation fields")) return false;
-  const size_t fpsOffset = pos_;
+  const uint64_t fpsOffset = pos_;
   const float fps = F32();
   Skip(8);  // current time, total frames: the keys carry the animation
   if (std::isfinite(fps) && fps > 0) {
@@ -229,13 +239,14 @@ bool Ms3dParser::ReadJoints() {
 }
 
 bool Ms3dParser::ReadText(const std::string& what, std::string& text) {
-  const size_t lengthOffset = pos_;
+  const uint64_t lengthOffset = pos_;
   const int32_t length = I32();
   if (length < 0) return Fail(lengthOffset, what + " has a negative length (" + std::to_string(length) + ")");
   if (static_cast<uint64_t>(length) > Left())
     return Fail(lengthOffset, what + " is " + Num(static_cast<uint64_t>(length)) + " bytes long, only " +
                                   Num(Left()) + " left");
-  text.assign(reinterpret_cast<const char*>(data_ + pos_), static_cast<size_t>(length));
+  if (!Need(static_cast<uint64_t>(length), what)) return false;
+  text.assign(Here(), static_cast<size_t>(length));
   Skip(static_cast<uint64_t>(length));
   return true;
 }
@@ -243,7 +254,7 @@ bool Ms3dParser::ReadText(const std::string& what, std::string& text) {
 bool Ms3dParser::ReadComments(const char* kind, bool forJoints) {
   const std::string prefix = std::string(kind) + " comment";
   if (!Need(4, "the " + prefix + " count")) return false;
-  const size_t countOffset = pos_;
+  const uint64_t countOffset = pos_;
   const int32_t count = I32();
   if (count < 0) return Fail(countOffset, "negative " + prefix + " count (" + std::to_string(count) + ")");
   if (!CheckCount(countOffset, static_cast<uint64_t>(count), kMs3dCommentMinSize, prefix + "s")) return false;
@@ -252,7 +263,7 @@ bool Ms3dParser::ReadComments(const char* kind, bool forJoints) {
   for (int32_t i = 0; i < count; ++i) {
     const std::string what = prefix + " " + std::to_string(i);
     if (!Need(kMs3dCommentMinSize, what)) return false;
-    const size_t indexOffset = pos_;
+    const uint64_t indexOffset = pos_;
     const int32_t index = I32();
     if (!ReadText(what, text)) return false;
     if (!forJoints) continue;  // group and material comments are not part of the host model
@@ -268,7 +279,7 @@ bool Ms3dParser::ReadComments(const char* kind, bool forJoints) {
 
 bool Ms3dParser::ReadModelComment() {
   if (!Need(4, "the model comment flag")) return false;
-  const size_t flagOffset = pos_;
+  const uint64_t flagOffset = pos_;
   const int32_t hasComment = I32();
   if (hasComment == 0) return true;
   if (hasComment != 1)
@@ -280,7 +291,7 @@ bool Ms3dParser::ReadModelComment() {
   return true;
 }
 
-bool Ms3dParser::KnownSubVersion(const char* section, int32_t subVersion, size_t offset, bool known) {
+bool Ms3dParser::KnownSubVersion(const char* section, int32_t subVersion, uint64_t offset, bool known) {
   if (known) return true;
   Warn(offset, std::string("unknown ") + section + " sub-version " + std::to_string(subVersion) +
                    "; the rest of the file is ignored");
@@ -292,7 +303,7 @@ bool Ms3dParser::KnownSubVersion(const char* section, int32_t subVersion, size_t
 bool Ms3dParser::ReadOptionalSections() {
   if (Left() == 0) return true;
   if (!Need(4, "the comment sub-version")) return false;
-  const size_t commentOffset = pos_;
+  const uint64_t commentOffset = pos_;
   const int32_t commentSubVersion = I32();
   if (commentSubVersion != kMs3dCommentSubVersion)
     return Fail(commentOffset, "unsupported comment sub-version " + std::to_string(commentSubVersion) + " (1 is read)");
@@ -302,7 +313,7 @@ bool Ms3dParser::ReadOptionalSections() {
 
   if (Left() == 0) return true;
   if (!Need(4, "the vertex extra sub-version")) return false;
-  size_t offset = pos_;
+  uint64_t offset = pos_;
   int32_t subVersion = I32();
   if (!KnownSubVersion("vertex extra", subVersion, offset, subVersion >= 1 && subVersion <= 3)) return true;
   if (!Need(uint64_t{vertexCount_} * kVertexExtraSizes[subVersion - 1], "the vertex extra records")) return false;
@@ -365,21 +376,31 @@ float SecondsToFrames(float seconds, float fps) {
   return static_cast<float>(frames);
 }
 
-Ms3dReadResult ReadMs3d(const void* data, size_t size) {
+namespace {
+
+Ms3dReadResult ParseMs3d(ByteSource& source) {
   Ms3dReadResult result;
-  Ms3dParser parser(static_cast<const uint8_t*>(data), size, result);
+  Ms3dParser parser(source, result);
   const bool ok = parser.Parse();
   ModelPtr model(parser.model());
   if (ok) result.model = std::move(model);
   return result;
 }
 
+}  // namespace
+
+Ms3dReadResult ReadMs3d(const void* data, size_t size) {
+  ByteSource source(data, size);
+  return ParseMs3d(source);
+}
+
 Ms3dReadResult ReadMs3d(const std::string& bytes) { return ReadMs3d(bytes.data(), bytes.size()); }
 
 Ms3dReadResult ReadMs3dFile(const std::string& path) {
-  std::string bytes, error;
-  if (!ReadFileBytes(path, kMs3dMaxFileSize, bytes, error)) return FileError(error);
-  return ReadMs3d(bytes);
+  ByteSource source(nullptr, 0);
+  std::string error;
+  if (!source.OpenFile(path, error)) return FileError(error);
+  return ParseMs3d(source);
 }
 
 }  // namespace rw

@@ -33,8 +33,6 @@ constexpr size_t kMs3dJointExtraSize = 12;  // color[3]
 constexpr size_t kMs3dModelExtraSize = 12;  // joint size, transparency mode, alpha ref
 constexpr int32_t kMs3dCommentSubVersion = 1;
 constexpr float kMs3dFallbackFps = 24.0f;
-// Every count in the file is 16 bits wide or bounded by one, so no real model comes near this.
-constexpr uint64_t kMs3dMaxFileSize = uint64_t(1) << 31;
 
 // Ends a model with msModel_Destroy.
 struct ModelDeleter {
@@ -53,7 +51,8 @@ struct Ms3dReadResult {
 // Reads size bytes at data (which the caller keeps). Never throws for bad input.
 Ms3dReadResult ReadMs3d(const void* data, size_t size);
 Ms3dReadResult ReadMs3d(const std::string& bytes);
-// Reads the file at path; a file that cannot be read gives an error without offset.
+// Reads the file at path, no further than its counts need; a file that cannot be read gives an
+// error without offset.
 Ms3dReadResult ReadMs3dFile(const std::string& path);
 
 // Key time in the host's frames from a time in seconds: seconds * fps in double; a result
