@@ -1,13 +1,19 @@
 #include "cli/Cli.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <ostream>
+#include <sstream>
 
 #include "export/PlugIn.h"
 #include "model/Ms3dReader.h"
 #include "cli/InspectCommands.h"
+#include "cli/OutputPlan.h"
+#include "cli/StagedFiles.h"
 #include "log/ExportLog.h"
+#include "scene/Scene.h"
 #include "cli/ConsolePlatform.h"
 
 namespace rw {
@@ -35,8 +41,8 @@ constexpr const char* kHelp =
     "model or refused output path (nothing written).\n";
 
 struct ExportArgs {
-  ConsoleOptions console;
-  std::string logPath;
+  OutputRequest outputs;
+  bool quiet = false;
 };
 
 // Fills args from the words after "export"; returns an error message, empty when they are fine.
@@ -46,23 +52,23 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
     const std::string& word = words[i];
     if (word == "-o" || word == "--output" || word == "--log") {
       if (i + 1 >= words.size()) return word + " needs a file name";
-      std::string& target = word == "--log" ? args.logPath : args.console.outputPath;
+      std::string& target = word == "--log" ? args.outputs.logPath : args.outputs.outputArg;
       if (words[i + 1].empty()) return word + " needs a file name";
       target = words[++i];
     } else if (word == "-f" || word == "--force") {
-      args.console.force = true;
+      args.outputs.force = true;
     } else if (word == "-q" || word == "--quiet") {
-      args.console.quiet = true;
+      args.quiet = true;
     } else if (word.size() > 1 && word[0] == '-') {
       return "unknown option " + word;
     } else if (haveModel) {
-      return "more than one model file (" + args.console.modelPath + ", " + word + ")";
+      return "more than one model file (" + args.outputs.modelPath + ", " + word + ")";
     } else {
-      args.console.modelPath = word;
+      args.outputs.modelPath = word;
       haveModel = true;
     }
   }
-  if (!haveModel || args.console.modelPath.empty()) return "export needs a model file";
+  if (!haveModel || args.outputs.modelPath.empty()) return "export needs a model file";
   return "";
 }
 
@@ -76,11 +82,32 @@ int ExitCodeFor(ExportOutcome outcome) {
   return kExitFailed;
 }
 
-bool WriteTextFile(const std::string& path, const std::string& bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (!file) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  return std::fclose(file) == 0 && written;
+// Stages the whole log, as the window holds it, for the log file.
+bool StageLogFile(StagedFiles& staged, const std::string& path, std::string& problem) {
+  std::FILE* file = staged.Open(path, "wb");
+  if (!file) {
+    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
+    return false;
+  }
+  const std::string text = LogSectionCount() > 0 ? LogSectionText(0) : std::string();
+  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  if (std::fclose(file) != 0 || !written) {
+    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
+    return false;
+  }
+  return true;
+}
+
+// A model whose file states another frame rate than the one the export uses is worth a word
+// before the log starts: the NIS file's times follow OPT_FPS, not the file.
+void NoteFrameRates(const std::string& modelPath, float fileFps, msModel* model, std::ostream& err) {
+  const FrameRateOption option = ReadFrameRateOption(model);
+  if (fileFps <= 0 || static_cast<double>(fileFps) == option.fps) return;
+  std::ostringstream what;
+  what << "warning: the file's animation runs at " << fileFps << " fps, but "
+       << (option.given ? "OPT_FPS is " + std::to_string(option.fps) : std::string("the model comment has no OPT_FPS"))
+       << "; the NIS file uses " << option.fps << " fps";
+  ReportFileError(err, modelPath, what.str());
 }
 
 // Installs the console platform for one run and takes the log down before the platform goes
@@ -103,12 +130,21 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
   const std::string problem = ParseExportArgs(words, args);
   if (!problem.empty()) return UsageError(err, problem);
 
-  const std::string& modelPath = args.console.modelPath;
+  const std::string& modelPath = args.outputs.modelPath;
   Ms3dReadResult read = ReadMs3dFile(modelPath);
   for (const Diagnostic& diagnostic : read.diagnostics) err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 
-  ConsolePlatform platform(args.console, out, err);
+  const OutputPaths paths = ChooseOutputPaths(args.outputs);
+  OutputRefusal refusal;
+  if (!CheckOutputPaths(args.outputs, paths, refusal)) {
+    ReportFileError(err, refusal.path, "error: " + refusal.what);
+    return kExitUsage;
+  }
+  NoteFrameRates(modelPath, read.fileFps, read.model.get(), err);
+
+  StagedFiles staged;
+  ConsolePlatform platform({paths.nis, args.quiet}, staged, out, err);
   InstalledPlatform installed(platform);
 
   // The host's road: ask the object its type and title, run the command, end it.
@@ -123,15 +159,20 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
 
   if (!platform.refusal().empty()) {
     msModel_Destroy(model);  // the refused dialog left it to us
-    err << kProgram << ": error: " << platform.refusal() << "\n";
+    ReportFileError(err, paths.nis, "error: " + platform.refusal());
     return kExitUsage;
   }
+  // A failed run keeps no NIS file and no script; its log still tells what went wrong.
   int code = ExitCodeFor(exportPlugIn.lastOutcome());
-  if (!args.logPath.empty() && !WriteTextFile(args.logPath, LogSectionText(0))) {
-    err << kProgram << ": error: cannot write the log to \"" << args.logPath << "\"\n";
-    code = kExitFailed;
+  if (code != kExitOk) staged.Discard();
+  std::string placeProblem, placePath = paths.log;
+  if (!paths.log.empty() && !StageLogFile(staged, paths.log, placeProblem)) {
+    staged.Discard();
+  } else if (staged.Place(args.outputs.force, placePath, placeProblem)) {
+    return code;
   }
-  return code;
+  ReportFileError(err, placePath, "error: " + placeProblem);
+  return code == kExitOk ? kExitUsage : code;
 }
 
 }  // namespace

@@ -2,11 +2,9 @@
 
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <ostream>
 
 #include "export/PlugIn.h"
-#include "io/PathText.h"
 
 namespace rw {
 namespace {
@@ -34,37 +32,24 @@ class ConsoleLogWindow final : public LogWindow {
 
 }  // namespace
 
-ConsolePlatform::ConsolePlatform(ConsoleOptions options, std::ostream& out, std::ostream& err)
-    : options_(std::move(options)), out_(out), err_(err) {}
-
-std::string ConsolePlatform::AnswerPath(const SaveFileRequest& request) const {
-  const std::string ext = request.defExt ? request.defExt : "";
-  if (options_.outputPath.empty()) return ReplaceExtension(options_.modelPath, ext);
-  const std::string& path = options_.outputPath;
-  return HasExtension(path) || ext.empty() ? path : path + "." + ext;
-}
+ConsolePlatform::ConsolePlatform(ConsoleOptions options, StagedFiles& staged, std::ostream& out, std::ostream& err)
+    : options_(std::move(options)), staged_(staged), out_(out), err_(err) {}
 
 bool ConsolePlatform::GetSaveFileName(SaveFileRequest& request) {
   refusal_.clear();
-  chosenPath_ = AnswerPath(request);
   const size_t longest = request.maxFile > 0 ? request.maxFile - 1 : 0;
-  std::error_code error;
-  if (chosenPath_.size() > longest) {
-    refusal_ = "output path \"" + chosenPath_ + "\" has " + std::to_string(chosenPath_.size()) +
-               " characters, more than " + std::to_string(longest);
-  } else if (std::filesystem::is_directory(chosenPath_, error)) {
-    refusal_ = "output path \"" + chosenPath_ + "\" is a folder";
-  } else if ((request.flags & kOfnOverwritePrompt) && !options_.force &&
-             std::filesystem::exists(chosenPath_, error)) {
-    refusal_ = "output file \"" + chosenPath_ + "\" exists; use --force to replace it";
+  if (options_.nisPath.size() > longest) {
+    refusal_ = "has " + std::to_string(options_.nisPath.size()) + " characters, more than the " +
+               std::to_string(longest) + " the save dialog takes";
+    return false;
   }
-  if (!refusal_.empty()) return false;
-  std::snprintf(request.file, request.maxFile, "%s", chosenPath_.c_str());
+  std::snprintf(request.file, request.maxFile, "%s", options_.nisPath.c_str());
   return true;
 }
 
+std::FILE* ConsolePlatform::OpenOutput(const std::string& path, const char* mode) { return staged_.Open(path, mode); }
+
 void ConsolePlatform::ShowMessageBox(const char* text, const char* /*caption*/, uint32_t /*style*/) {
-  boxShown_ = true;
   (std::strcmp(text, kSuccessText) == 0 ? out_ : err_) << text << "\n" << std::flush;
 }
 

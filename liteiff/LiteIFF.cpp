@@ -1,5 +1,6 @@
 #include "liteiff/LiteIFF.h"
 
+#include <cerrno>
 #include <cstring>
 
 namespace rw {
@@ -13,6 +14,23 @@ bool LiteIFF::Attach(const char* path) {
   file_ = std::fopen(path, "wb");
   stream_ = file_;
   return file_ != nullptr;
+}
+
+bool LiteIFF::Attach(std::FILE* file) {
+  if (file_ || !file) return false;
+  file_ = file;
+  stream_ = file_;
+  return true;
+}
+
+bool LiteIFF::Close() {
+  if (!file_) return error_.empty();
+  const bool failed = std::ferror(file_) != 0;
+  const int failure = errno;
+  const bool closed = std::fclose(file_) == 0;
+  if ((failed || !closed) && error_.empty()) error_ = std::strerror(failed ? failure : errno);
+  file_ = stream_ = nullptr;
+  return error_.empty();
 }
 
 void LiteIFF::OpenChunk(uint32_t id) { OpenForm(0, id, 0); }

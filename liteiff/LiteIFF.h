@@ -29,6 +29,11 @@ class LiteIFF {
 
   // Opens path with "wb" (creates or empties it). Returns false, and stays unattached, when it cannot.
   bool Attach(const char* path);
+  // Writes to file, opened for binary writing, which the writer now owns. False for null.
+  bool Attach(std::FILE* file);
+  // Closes the file. True when every byte reached it; otherwise error() says why.
+  bool Close();
+  const std::string& error() const { return error_; }
 
   // Begins a plain chunk: 8 bytes of head.
   void OpenChunk(uint32_t id);
@@ -60,6 +65,7 @@ class LiteIFF {
   std::vector<ChunkRecord> openChunks_;
   std::FILE* stream_ = nullptr;
   std::FILE* file_ = nullptr;
+  std::string error_;
 };
 
 }  // namespace rw

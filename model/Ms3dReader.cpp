@@ -189,6 +189,7 @@ bool Ms3dParser::ReadAnimation() {
   if (!Need(kMs3dAnimationSize, "the animation fields")) return false;
   const uint64_t fpsOffset = pos_;
   const float fps = F32();
+  result_.fileFps = fps;
   Skip(8);  // current time, total frames: the keys carry the animation
   if (std::isfinite(fps) && fps > 0) {
     fps_ = fps;

@@ -43,6 +43,7 @@ using ModelPtr = std::unique_ptr<msModel, ModelDeleter>;
 struct Ms3dReadResult {
   ModelPtr model;  // null when an error was found; the caller owns it otherwise
   std::vector<Diagnostic> diagnostics;  // warnings in file order; an error is always last
+  float fileFps = 0;  // the animation fps the file states, as stored (0 when the read stopped before it)
 
   bool ok() const { return model != nullptr; }
   const Diagnostic* error() const;  // the error, or null

@@ -23,6 +23,20 @@ void WriteFollowerRecord(LiteIFF& iff, const std::string& followerName, const st
 
 }  // namespace
 
+SobGroup ReadSobGroup(const Scene& scene, size_t index) {
+  const std::string comment = ReadBoneComment(index < scene.bones.size() ? scene.bones[index] : nullptr);
+  SobGroup sob{GetOption(comment, kOptionSobType), GetOption(comment, kOptionSobName), true};
+  if (IsCameraPath(scene.bonePaths[index])) {
+    sob.type = kCameraSobType;
+    sob.name.clear();
+  }
+  if (sob.type.empty()) {
+    sob.type = kNoSobType;
+    sob.typeGiven = false;
+  }
+  return sob;
+}
+
 void WriteFollowers(LiteIFF& iff, const Scene& scene) {
   LogOpenStage("Followers");
   iff.OpenChunk(kChunkFolw);
@@ -31,21 +45,14 @@ void WriteFollowers(LiteIFF& iff, const Scene& scene) {
 
   for (size_t i = 0; i < scene.bonePaths.size(); ++i) {
     const std::string& path = scene.bonePaths[i];
-    const std::string comment = ReadBoneComment(i < scene.bones.size() ? scene.bones[i] : nullptr);
-    std::string sobType = GetOption(comment, kOptionSobType);
-    std::string sobName = GetOption(comment, kOptionSobName);
     if (IsCameraPath(path)) {
-      sobType = kCameraSobType;
-      sobName.clear();
       LogPrint("Writing follower information for camera (on bone) #%d...\n", static_cast<int>(i + 1));
     } else {
       LogPrint("Writing follower information for bone #%d...\n", static_cast<int>(i + 1));
     }
-    if (sobType.empty()) {
-      LogWarning("No sob-group type given for bone '%s'\n", path.c_str());
-      sobType = kNoSobType;
-    }
-    WriteFollowerRecord(iff, kFollowerPrefix + path, kLeaderPrefix + path, sobType, sobName);
+    const SobGroup sob = ReadSobGroup(scene, i);
+    if (!sob.typeGiven) LogWarning("No sob-group type given for bone '%s'\n", path.c_str());
+    WriteFollowerRecord(iff, kFollowerPrefix + path, kLeaderPrefix + path, sob.type, sob.name);
   }
 
   iff.CloseChunk();

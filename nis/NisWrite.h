@@ -7,6 +7,7 @@
 #include <string>
 
 #include "liteiff/LiteIFF.h"
+#include "scene/Scene.h"
 
 namespace rw {
 
@@ -18,6 +19,21 @@ inline void WriteF64(LiteIFF& iff, double value) { iff.Write(&value, sizeof valu
 void WriteMotionTail(LiteIFF& iff, const std::string (&curves)[6], const double (&values)[6]);
 // The tail of a record without motion of its own: "ANIM_Empty" six times, six zeros, " ZYX".
 void WriteEmptyMotionTail(LiteIFF& iff);
+
+// The sob group of follower index: the bone comment's type and name; a camera's type is
+// "camera" with no name; no type given is "None" (typeGiven false).
+struct SobGroup {
+  std::string type, name;
+  bool typeGiven;
+};
+SobGroup ReadSobGroup(const Scene& scene, size_t index);
+
+// The names of camera index's record: its own, its follower's, and its centre of interest's
+// follower (empty when its comment names none).
+struct CameraNames {
+  std::string camera, follower, centerOfInterest;
+};
+CameraNames ReadCameraNames(const Scene& scene, size_t index);
 
 }  // namespace rw
 

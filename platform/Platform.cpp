@@ -21,6 +21,8 @@ Platform* gPlatform = nullptr;
 
 }  // namespace
 
+std::FILE* Platform::OpenOutput(const std::string& path, const char* mode) { return std::fopen(path.c_str(), mode); }
+
 Platform& CurrentPlatform() { return gPlatform ? *gPlatform : gHeadless; }
 void SetPlatform(Platform* platform) { gPlatform = platform; }
 

@@ -5,6 +5,7 @@
 #define REELWRIGHT_PLATFORM_PLATFORM_H
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -58,6 +59,10 @@ class Platform {
   virtual void ShowMessageBox(const char* text, const char* caption, uint32_t style) = 0;
   // Never null.
   virtual std::unique_ptr<LogWindow> CreateLogWindow() = 0;
+  // Opens a file the export writes (mode "wb" or "wt"); null, with errno set, when it cannot.
+  // The default opens path itself; the command line writes to a new file beside it instead
+  // and puts it in place only when the whole run succeeded.
+  virtual std::FILE* OpenOutput(const std::string& path, const char* mode);
 };
 
 // The platform in force: the one last installed, else a headless one (cancels the dialog,

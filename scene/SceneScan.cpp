@@ -1,8 +1,11 @@
 // The scene scan: frame rate, time range, which bones go into the file, keys for keyless
 // children, and the bone paths. The one stage that reads the model as a whole, and the only
 // one that changes it (by adding keys).
+#include <cmath>
 #include <cstdint>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "log/ExportLog.h"
 #include "scene/CommentOptions.h"
@@ -25,17 +28,13 @@ int32_t AddWrapped(int32_t a, int32_t b) { return WrapInt32(static_cast<uint32_t
 bool ProductIsZero(int32_t a, int32_t b) { return static_cast<uint32_t>(a) * static_cast<uint32_t>(b) == 0; }
 
 int32_t ReadFrameRate(msModel* model) {
-  const std::string value = GetOption(ReadModelComment(model), kFpsOption);
-  int32_t fps = TruncateToInt32(TextToNumber(value));
-  if (value.empty()) {
+  const FrameRateOption option = ReadFrameRateOption(model);
+  if (!option.given) {
     LogWarning("No Frames per second given!\r\n\t-> Defaulting to 24\n");
-    fps = kDefaultFps;
-  }
-  if (fps == 0) {
+  } else if (option.zero) {
     LogWarning("Frames per second is 0!\r\n\t-> Defaulting to 24\n");
-    fps = kDefaultFps;
   }
-  return fps;
+  return option.fps;
 }
 
 // The smallest and the largest key time over all bones, position and rotation keys alike;
@@ -106,7 +105,63 @@ void CopyParentKeyTimes(msBone* bone, const std::string& name, msBone* parent, c
   }
 }
 
+// A key that is not a finite number makes curves the game cannot play; the file is still
+// written as the keys say, and the artist is told once per bone.
+void WarnNonFiniteKeys(msBone* bone, const std::string& name) {
+  const auto finite = [](float time, const msVec3& value) {
+    return std::isfinite(time) && std::isfinite(value[0]) && std::isfinite(value[1]) && std::isfinite(value[2]);
+  };
+  bool allFinite = true;
+  const int positionCount = msBone_GetPositionKeyCount(bone);
+  for (int k = 0; k < positionCount && allFinite; ++k)
+    if (const msPositionKey* key = msBone_GetPositionKeyAt(bone, k)) allFinite = finite(key->fTime, key->Position);
+  const int rotationCount = msBone_GetRotationKeyCount(bone);
+  for (int k = 0; k < rotationCount && allFinite; ++k)
+    if (const msRotationKey* key = msBone_GetRotationKeyAt(bone, k)) allFinite = finite(key->fTime, key->Rotation);
+  if (!allFinite)
+    LogWarning("Bone \"%s\" has keys whose time or value is not a number or infinite!\r\n\t-> They are written as they are\n",
+               name.c_str());
+}
+
+// How many keys each bone will have once keyless children have taken their parents' keys, in
+// model order as the scan gives them, counted before any key is copied.
+struct KeyPlan {
+  std::vector<uint64_t> counts;  // by model index
+  uint64_t total = 0;            // over the bones the scan accepts
+};
+
+KeyPlan PlanKeyCounts(msModel* model, const BoneLookup& lookup) {
+  KeyPlan plan;
+  const int boneCount = msModel_GetBoneCount(model);
+  std::unordered_map<msBone*, uint64_t> counted;
+  for (int i = 0; i < boneCount; ++i) {
+    msBone* bone = msModel_GetBoneAt(model, i);
+    uint64_t count = static_cast<uint64_t>(msBone_GetPositionKeyCount(bone));
+    const std::string name = ReadBoneName(bone);
+    const bool accepted = !HasPrefix(name, kIgnoredPrefix) && (count > 0 || !ReadParentName(bone).empty());
+    if (accepted && count == 0) {
+      msBone* parent = lookup.Find(ReadParentName(bone));
+      const auto it = counted.find(parent);
+      count = it != counted.end() ? it->second : static_cast<uint64_t>(msBone_GetPositionKeyCount(parent));
+    }
+    counted[bone] = count;
+    plan.counts.push_back(count);
+    if (accepted) plan.total += count;
+  }
+  return plan;
+}
+
 }  // namespace
+
+FrameRateOption ReadFrameRateOption(msModel* model) {
+  const std::string value = GetOption(ReadModelComment(model), kFpsOption);
+  FrameRateOption option;
+  option.fps = TruncateToInt32(TextToNumber(value));
+  option.given = !value.empty();
+  option.zero = option.given && option.fps == 0;
+  if (option.fps == 0) option.fps = kDefaultFps;
+  return option;
+}
 
 Scene ScanScene(msModel* model) {
   Scene scene;
@@ -117,6 +172,8 @@ Scene ScanScene(msModel* model) {
   SetTimeRange(scene, FindKeyTimeRange(model));
   LogPrint("\n");
 
+  const KeyPlan plan = PlanKeyCounts(model, scene.lookup);
+  scene.keysCapped = plan.total > kMaxSceneKeys;
   const int boneCount = msModel_GetBoneCount(model);
   for (int i = 0; i < boneCount; ++i) {
     msBone* bone = msModel_GetBoneAt(model, i);
@@ -129,8 +186,9 @@ Scene ScanScene(msModel* model) {
         LogWarning("Bone \"%s\" is being ignored because it has no keyframes...\n", name.c_str());
         continue;
       }
-      CopyParentKeyTimes(bone, name, scene.lookup.Find(parentName), parentName);
+      if (!scene.keysCapped) CopyParentKeyTimes(bone, name, scene.lookup.Find(parentName), parentName);
     }
+    const uint64_t keyCount = plan.counts[static_cast<size_t>(i)];
 
     const bool isCamera = HasPrefix(name, kCameraPrefix);
     if (isCamera) {
@@ -139,6 +197,8 @@ Scene ScanScene(msModel* model) {
     }
     LogPrint("Got %s \"%s\".\n", isCamera ? "camera" : "bone", name.c_str());
     scene.bones.push_back(bone);
+    scene.keyCounts.push_back(keyCount);
+    WarnNonFiniteKeys(bone, name);
 
     bool looped = false;
     scene.bonePaths.push_back(BuildBonePath(scene.lookup, bone, &looped));

@@ -1,12 +1,12 @@
 #include "script/EventScript.h"
 
 #include "scene/CommentOptions.h"
+#include "scene/Naming.h"
 
 namespace rw {
 namespace {
 
 constexpr char kFieldSeparator = '|';
-constexpr const char* kFollowerPrefix = "FOLW_";
 constexpr const char* kTimeLineFormat = "%sat %d\n";
 constexpr const char* kStatementFormat = "%s%s(%s)\n";
 constexpr const char* kBlockHeadFormat = "with FOLW_%s\n{\n";
@@ -28,17 +28,19 @@ bool HasWellFormedEvent(const EventList& events) {
   return false;
 }
 
-// Time lines and statements of one list. Each list starts without a time, so its first event
-// always gets a time line; a malformed text neither writes nor changes the time.
+// A list's last time before its first event. No event text reads as a negative time except
+// one whose number wraps to exactly -1 ("4294967295"), which thus gets no time line of its own.
+constexpr int32_t kNoTimeYet = -1;
+
+// Time lines and statements of one list: a time line whenever the time differs from the last
+// one; a malformed text neither writes nor changes the time.
 void WriteTimedStatements(std::FILE* file, const EventList& events, const BoneLookup& lookup,
                           const char* timePrefix, const char* indent) {
-  bool haveTime = false;
-  int32_t lastTime = 0;
+  int32_t lastTime = kNoTimeYet;
   for (const std::string& text : events) {
     if (!IsWellFormedEvent(text)) continue;
     const int32_t time = ParseEventTime(text);
-    if (!haveTime || time != lastTime) {
-      haveTime = true;
+    if (time != lastTime) {
       lastTime = time;
       std::fprintf(file, kTimeLineFormat, timePrefix, static_cast<int>(time));
     }

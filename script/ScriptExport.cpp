@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <cstdio>
 
 #include "log/ExportLog.h"
+#include "platform/Platform.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
 #include "script/EventScript.h"
@@ -76,7 +79,7 @@ bool WriteEventScript(const Scene& scene, msModel* model, const std::string& nis
   const std::string scriptPath = ScriptPathFor(nisPath);
   LogOpenStage(kStageName);
   LogPrint("Opening file '%s' for exporting script...\n", scriptPath.c_str());
-  std::FILE* file = std::fopen(scriptPath.c_str(), kScriptFileMode);
+  std::FILE* file = CurrentPlatform().OpenOutput(scriptPath, kScriptFileMode);
   if (!file) {
     LogError("Coudn't open file '%s' for writing script.\n", scriptPath.c_str());
     return false;
@@ -93,7 +96,15 @@ bool WriteEventScript(const Scene& scene, msModel* model, const std::string& nis
     WriteLocalEvents(file, scene.lookup, path, events);
   }
 
-  std::fclose(file);
+  // The stream keeps the first failed write; closing flushes the rest and can fail too.
+  const bool writeFailed = std::ferror(file) != 0;
+  const int writeError = errno;
+  const bool closed = std::fclose(file) == 0;
+  if (writeFailed || !closed) {
+    LogError("Writing the script file '%s' failed: %s\n\t-> The file is not usable\n", scriptPath.c_str(),
+             std::strerror(writeFailed ? writeError : errno));
+    return false;
+  }
   LogPrint("Done.\n");
   LogEndStage();
   return true;

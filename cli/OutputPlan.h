@@ -1,0 +1,40 @@
+// Which files an export writes, decided and checked before anything is written.
+#ifndef REELWRIGHT_CLI_OUTPUTPLAN_H
+#define REELWRIGHT_CLI_OUTPUTPLAN_H
+
+#include <string>
+
+namespace rw {
+
+struct OutputPaths {
+  std::string nis;
+  std::string script;
+  std::string log;  // empty: no log file
+};
+
+struct OutputRequest {
+  std::string modelPath;
+  std::string outputArg;  // -o as given; empty: none
+  std::string logPath;    // --log as given; empty: none
+  bool force = false;
+};
+
+// A refusal: the path it concerns and why.
+struct OutputRefusal {
+  std::string path;
+  std::string what;
+};
+
+// The NIS path: the model's path with ".nis" without -o; with -o naming a folder (or ending in
+// a separator), the model's name with ".nis" in that folder; otherwise -o, with ".nis" added
+// when its name has no extension. The script beside the NIS path, and the log as given.
+OutputPaths ChooseOutputPaths(const OutputRequest& request);
+
+// Checks that no output is the model or another output (by what the paths resolve to), that
+// none exists unless force is set (a link counts; a folder never passes), that each one's
+// folder exists and is writable and each name fits a file name. True, or false with `refusal`.
+bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal);
+
+}  // namespace rw
+
+#endif

@@ -1,0 +1,39 @@
+// Output files written beside their places under temporary names and put in place together
+// when the run has succeeded, so that a failed run leaves every old file as it was.
+#ifndef REELWRIGHT_CLI_STAGEDFILES_H
+#define REELWRIGHT_CLI_STAGEDFILES_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace rw {
+
+class StagedFiles {
+ public:
+  StagedFiles() = default;
+  ~StagedFiles();  // removes whatever was not placed
+  StagedFiles(const StagedFiles&) = delete;
+  StagedFiles& operator=(const StagedFiles&) = delete;
+
+  // Creates a new file in finalPath's folder under a name no other file has, opened with mode
+  // ("wb" or "wt"), to be placed at finalPath. Null, with errno set, when it cannot.
+  std::FILE* Open(const std::string& finalPath, const char* mode);
+  // Puts every staged file in place, in the order they were opened; each must have been
+  // closed. Without replace, a file that appeared at a place since it was checked is not
+  // replaced: the files placed so far are taken back, the rest removed, and problemPath and
+  // problem say where and why.
+  bool Place(bool replace, std::string& problemPath, std::string& problem);
+  // Removes the staged files that were not placed.
+  void Discard();
+
+ private:
+  struct Staged {
+    std::string temporary, final;
+  };
+  std::vector<Staged> staged_;
+};
+
+}  // namespace rw
+
+#endif
