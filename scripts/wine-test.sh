@@ -116,15 +116,15 @@ check_dll i686-w64-mingw32-objdump build/mingw32/bin/Reelwright.dll pei-i386
 check_dll x86_64-w64-mingw32-objdump build/mingw64/bin/Reelwright.dll pei-x86-64
 
 # ---- Models and their Linux reference outputs. ----
-samples=$root/../shared/samples/ms3d
-[[ -d $samples ]] || fail "sample models not found in $samples"
-models=()
-if [[ -f examples/fleet.ms3d ]]; then
-  models+=("$root/examples/fleet.ms3d")
+samples=${REELWRIGHT_SAMPLES:-$root/../shared/samples/ms3d}
+models=("$root/examples/fleet.ms3d")
+if compgen -G "$samples/*.ms3d" >/dev/null; then
+  models+=("$samples"/*.ms3d)
+elif [[ -n ${REELWRIGHT_REQUIRE_SAMPLES:-} ]]; then
+  fail "sample models not found in $samples"
 else
-  echo "note: examples/fleet.ms3d is not there; exporting the sample models only"
+  echo "skipped: sample models not found in $samples (set REELWRIGHT_SAMPLES to their folder); exporting the example only"
 fi
-models+=("$samples"/*.ms3d)
 rm -rf "$work"
 mkdir -p "$work/ref"
 echo "== Linux reference outputs"

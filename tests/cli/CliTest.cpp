@@ -40,6 +40,16 @@ std::string HugeSceneModel() {
   return WriteMs3d(file);
 }
 
+// One keyed bone, the file's fps and the model comment as given.
+std::string ModelWithFrameRates(float fileFps, const std::string& comment) {
+  Ms3dFile file;
+  file.fps = fileFps;
+  file.hasModelComment = true;
+  file.modelComment = comment;
+  file.joints.push_back({"Hull", "", {}, {}, {{0, {}}}, {{0, {}}}});
+  return WriteMs3d(file);
+}
+
 // The files every run starts with: the example model, a text file posing as a model, an old NIS
 // file, and (made by Run) the folders sub.d, shots.d and kLongFolder.
 std::map<std::string, std::string> BaseFiles() {
@@ -117,6 +127,15 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export /dev/zero", 2, "", "reelwright: /dev/zero: error: is not a plain file\n", {}},  // endless
       {"export bad.ms3d -o x.nis", 2, "",
        "reelwright: bad.ms3d: error at byte 0: not an .ms3d file: the id is \"NOT A MODE\", not \"MS3D000000\"\n", {}},
+      // A file whose animation fps is not the one the export uses is worth a line before the log.
+      {"export fps.ms3d -q", 0, kSuccess,
+       "reelwright: fps.ms3d: warning: the file's animation runs at 30 fps, but OPT_FPS is 24; the NIS file uses 24 fps\n",
+       {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(30, "OPT_FPS=24")}}},
+      {"export fps.ms3d -q", 0, kSuccess,
+       "reelwright: fps.ms3d: warning: the file's animation runs at 25 fps, but the model comment has no OPT_FPS; the NIS "
+       "file uses 24 fps\n",
+       {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(25, "")}}},
+      {"export fps.ms3d -q", 0, kSuccess, "", {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(30, "OPT_FPS=30")}}},
       // Where the files go.
       {"export scene.ms3d -q -o shot", 0, kSuccess, "", {"shot.nis", "shot.script"}},  // no dot: ".nis" added
       {"export scene.ms3d -q -o shot.dat", 0, kSuccess, "", {"shot.dat", "shot.script"}},

@@ -84,6 +84,10 @@ class SceneScanTest : public ::testing::Test {
     }
     scene = ScanScene(model);
     EXPECT_EQ(scene.bones.size(), scene.bonePaths.size());
+    // The keys counted before the copy are the keys each bone has after it.
+    EXPECT_FALSE(scene.keysCapped);
+    for (size_t i = 0; i < scene.bones.size(); ++i)
+      EXPECT_EQ(scene.keyCounts.at(i), uint64_t(msBone_GetPositionKeyCount(scene.bones[i]))) << scene.bonePaths[i];
     return LogTopText();
   }
   msBone* Bone(int index) { return msModel_GetBoneAt(model, index); }
@@ -184,6 +188,19 @@ TEST_F(SceneScanTest, OpenPointsAreLoggedAndTheScanGoesOn) {
   }
   Scan(rows);
   EXPECT_EQ(scene.bonePaths.back(), path);
+  // A key that is not a finite number: one warning for the bone, after its line.
+  TearDown();
+  LogOpenSection();
+  model = CreateModel();
+  SetModelComment(model, "OPT_FPS=24");
+  msBone* odd = AddBone(model, "Odd");
+  AddKeyPair(odd, 1, {0, std::nanf(""), 0}, {});
+  AddKeyPair(odd, 2, {}, {0, 0, HUGE_VALF});
+  ScanScene(model);
+  EXPECT_NE(LogTopText().find("Got bone \"Odd\".\r\nWARNING: Bone \"Odd\" has keys whose time or value is not a number "
+                              "or infinite!\r\n\t-> They are written as they are\r\n"),
+            std::string::npos)
+      << LogTopText();
 }
 
 }  // namespace

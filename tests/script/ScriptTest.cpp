@@ -60,6 +60,7 @@ TEST_F(ScriptTest, BlockWritesTimeLinesAndRewritesOnlyCameraCutAndAttack) {
   const struct { EventList events; std::string body; } cases[] = {  // body: between the braces
       {{"-3|a|", "48|b|", "0|c|", "12.9|d|"}, "\tat 0\n\t\ta()\n\tat 48\n\t\tb()\n\tat 0\n\t\tc()\n\tat 12\n\t\td()\n"},
       {{"0|a|", "bad", "", "0|b|"}, "\tat 0\n\t\ta()\n\t\tb()\n"},  // skipped texts keep the time
+      {{"4294967295|a|", "0|b|"}, "\t\ta()\n\tat 0\n\t\tb()\n"},  // wraps to -1, the time a list starts with
       {{"", "1|x"}, ""},                                             // nothing well-formed: no braces either
       {{"0|cameraCut|CAM_Main"}, "\tat 0\n\t\tcameraCut(\"FOLW_Root|CAM_Main\")\n"},  // quotes come from the rewrite
       {{"0|attack|IG_Guide"}, "\tat 0\n\t\tattack(\"FOLW_Root|Fleet|IG_Guide\")\n"},  // any bone of the model

@@ -1,5 +1,8 @@
 #include "tests/support/TestSupport.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -76,6 +79,28 @@ ScratchDir::~ScratchDir() {
 }
 
 std::string ScratchDir::Path(const std::string& name) const { return dir_ + "/" + name; }
+
+std::string SamplesDir() {
+  const char* fromEnvironment = std::getenv("REELWRIGHT_SAMPLES");
+  return fromEnvironment && *fromEnvironment ? fromEnvironment : RW_SAMPLES_DIR;
+}
+
+std::vector<std::string> SampleModels(std::string& why) {
+  std::vector<std::string> models;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(SamplesDir(), error))
+    if (entry.path().extension() == ".ms3d") models.push_back(entry.path().string());
+  std::sort(models.begin(), models.end());
+  if (models.empty())
+    why = "sample models not found in " + SamplesDir() +
+          " (set REELWRIGHT_SAMPLES or the CMake entry REELWRIGHT_SAMPLES_DIR to their folder)";
+  return models;
+}
+
+bool SamplesRequired() {
+  const char* required = std::getenv("REELWRIGHT_REQUIRE_SAMPLES");
+  return required && *required && std::string(required) != "0";
+}
 
 std::string ReadFileBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

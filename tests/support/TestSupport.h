@@ -56,6 +56,15 @@ class ScratchDir {
   std::string dir_;
 };
 
+// The folder of the real .ms3d sample models: $REELWRIGHT_SAMPLES, else the CMake entry
+// REELWRIGHT_SAMPLES_DIR (by default ../shared/samples/ms3d beside the project).
+std::string SamplesDir();
+// The .ms3d files in SamplesDir(), sorted. Empty, with `why` naming the folder, when there are
+// none. Tests that need them skip then, unless $REELWRIGHT_REQUIRE_SAMPLES is set (the test
+// script sets it when it sees the folder), when they fail instead.
+std::vector<std::string> SampleModels(std::string& why);
+bool SamplesRequired();
+
 std::string ReadFileBytes(const std::string& path);  // empty when missing
 bool FileExists(const std::string& path);
 void WriteFileBytes(const std::string& path, const std::string& bytes);
@@ -64,5 +73,15 @@ std::string FromHex(const std::string& hex);
 std::string ToHex(const std::string& bytes);  // upper case, one blank between bytes
 
 }  // namespace rw::test
+
+// Skips (or, where the samples are required, fails) the current test when there are no sample
+// models; otherwise declares `models` with their paths.
+#define RW_SAMPLE_MODELS_OR_SKIP(models)                                                   \
+  std::string models##Missing;                                                           \
+  const std::vector<std::string> models = ::rw::test::SampleModels(models##Missing);     \
+  if (models.empty()) {                                                                  \
+    if (::rw::test::SamplesRequired()) FAIL() << models##Missing;                        \
+    GTEST_SKIP() << models##Missing;                                                     \
+  }
 
 #endif
