@@ -18,8 +18,8 @@ std::string ShortestText(T v) {
 
 // Length of the well-formed UTF-8 sequence at s[i], or 0 when the byte there starts none.
 size_t Utf8SequenceLength(const std::string& s, size_t i) {
-  auto byte = [&](size_t k) { return k < s.size() ? (unsigned char)s[k] : 0u; };
-  auto cont = [&](size_t k) { return (byte(k) & 0xC0u) == 0x80u; };
+  auto byte = [&](size_t at) { return at < s.size() ? static_cast<unsigned char>(s[at]) : 0u; };
+  auto cont = [&](size_t at) { return (byte(at) & 0xC0u) == 0x80u; };
   unsigned c = byte(i);
   if (c >= 0xC2 && c <= 0xDF) return cont(i + 1) ? 2 : 0;
   if (c >= 0xE0 && c <= 0xEF) {
@@ -49,7 +49,7 @@ std::string FormatFloat(float v) { return ShortestText(v); }
 std::string QuoteText(const std::string& bytes) {
   std::string out = "\"";
   for (char ch : bytes) {
-    unsigned char c = (unsigned char)ch;
+    unsigned char c = static_cast<unsigned char>(ch);
     if (c == '"' || c == '\\') {
       out += '\\';
       out += ch;
@@ -65,13 +65,13 @@ std::string QuoteText(const std::string& bytes) {
 std::string JsonString(const std::string& bytes) {
   std::string out = "\"";
   for (size_t i = 0; i < bytes.size();) {
-    unsigned char c = (unsigned char)bytes[i];
+    unsigned char c = static_cast<unsigned char>(bytes[i]);
     if (c == '"' || c == '\\') {
       out += '\\';
-      out += char(c);
+      out += static_cast<char>(c);
       ++i;
     } else if (c >= 0x20 && c < 0x7F) {
-      out += char(c);
+      out += static_cast<char>(c);
       ++i;
     } else if (size_t n = c >= 0x80 ? Utf8SequenceLength(bytes, i) : 0) {
       out.append(bytes, i, n);
@@ -106,7 +106,7 @@ void JsonWriter::Number(double v) {
 }
 
 void JsonWriter::Float(float v) {
-  if (!std::isfinite(v)) return Number(double(v));
+  if (!std::isfinite(v)) return Number(static_cast<double>(v));
   Value(ShortestText(v));
 }
 

@@ -23,7 +23,7 @@ TEST(Dump, TextAndJsonOfAMinimalFile) {
   TestScene minimal;
   minimal.leaders.clear();
   minimal.followers.clear();
-  EXPECT_EQ(Dump(minimal.Build(), false), R"(file: 209 bytes
+  EXPECT_EQ(Dump(minimal.Build(), false), R"(file: 209 bytes, layout homeworld2
 FORM 'NIS ' at 0, length 201
   NAME at 12, length 19: "Homeworld2 NIS File"
   VERS at 39, length 4: 256
@@ -33,7 +33,7 @@ FORM 'NIS ' at 0, length 201
   FOLW at 185, length 4: current layout
   CMRA at 197, length 4
 curves (1):
-  #1 "ANIM_Empty" at 83: 2 keys, time 0 .. 3, value 0 .. 0, pre/post infinity 0 0
+  #1 "ANIM_Empty" at 83: 2 keys, tangents, time 0 .. 3, value 0 .. 0, pre/post infinity 0 0
     key #1: time 0, value 0, in 1 0, out 1 0
     key #2: time 3, value 0, in 1 0, out 1 0
 leaders (0):
@@ -64,6 +64,7 @@ cameras (0):
   ],
   "title": "Homeworld2 NIS File",
   "version": 256,
+  "layout": "homeworld2",
   "info": {"fps": 24, "start": 0, "end": 3},
   "leaderVariant": "current",
   "followerVariant": "current",
@@ -76,10 +77,12 @@ cameras (0):
       "valueRange": [0, 0],
       "preInfinity": 0,
       "postInfinity": 0,
+      "layout": "tangents",
       "keys": [
         {"time": 0, "value": 0, "inTangent": [1, 0], "outTangent": [1, 0]},
         {"time": 3, "value": 0, "inTangent": [1, 0], "outTangent": [1, 0]}
-      ]
+      ],
+      "keyWords": null
     }
   ],
   "nurbCurves": [],
@@ -87,6 +90,7 @@ cameras (0):
   "leaders": [],
   "followers": [],
   "cameras": [],
+  "crannnberry": null,
   "faults": []
 }
 )");
@@ -118,10 +122,10 @@ TEST(Dump, RecordsOfBothLayoutsUndecodedChunksAndFaults) {
       {ours, false, "    rotateZCurve \"ANIM_Empty\"\n    startPosition 0 0 0\n    startRotation 0 0 0\n"
                     "    rotationOrder \" ZYX\"\nfollowers (1):\n  #1 \"FOLW_Empty\" at 351\n    leaderName \"LEAD_Empty\"\n"
                     "    class \"None\"\n    blueprint \"\"\n"},
-      {ours, false, "cameras (0):\nfaults (1):\n  FORM 'NIS ' at 539: 3 trailing bytes behind the FORM\n"},
+      {ours, false, "cameras (0):\nfaults (1):\n  error at byte 539: FORM 'NIS ': 3 trailing bytes behind the FORM\n"},
       {ours, true, "\"class\": \"None\",\n      \"classNumber\": null,\n      \"blueprint\": \"\","},
       {ours, true, "\"rotationOrder\": \" ZYX\"\n    }\n  ],\n  \"cameras\": [],"},
-      {ours, true, R"({"offset": 539, "where": "FORM 'NIS '", "message": "3 trailing bytes behind the FORM"})"},
+      {ours, true, R"({"offset": 539, "where": "FORM 'NIS '", "message": "3 trailing bytes behind the FORM", "severity": "error"})"},
   };
   for (const Case& c : cases) {
     std::string dump = Dump(c.file, c.json);
