@@ -1,6 +1,9 @@
 // dump: the exact text and JSON of a minimal file; the lines that show both record layouts, NURB,
-// PATH, undecoded chunks and faults; the text forms of numbers and bytes.
+// PATH, undecoded chunks and faults; the game's layouts read back through JSON; the text forms
+// of numbers and bytes.
 #include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <sstream>
@@ -12,11 +15,13 @@
 namespace rw::test {
 namespace {
 
-std::string Dump(const std::string& bytes, bool json) {
+std::string Dump(const std::string& bytes, bool json, bool keys = true) {
   std::ostringstream out;
-  (json ? WriteDumpJson : WriteDumpText)(Read(bytes), DumpOptions{true}, out);
+  (json ? WriteDumpJson : WriteDumpText)(Read(bytes), DumpOptions{keys}, out);
   return out.str();
 }
+
+using Json = nlohmann::json;
 
 // The placeholder curve alone, keys included; the records of the other chunks show below.
 TEST(Dump, TextAndJsonOfAMinimalFile) {
@@ -131,6 +136,65 @@ TEST(Dump, RecordsOfBothLayoutsUndecodedChunksAndFaults) {
     std::string dump = Dump(c.file, c.json);
     EXPECT_NE(dump.find(c.shown), std::string::npos) << c.shown << "\n---\n" << dump;
   }
+}
+
+// `dump --json --keys` of the game's layouts gives back what the builder wrote, every float
+// exactly; a chunk cut short says where and why reading stopped.
+TEST(Dump, JsonOfTheGameLayoutsReadsBackAsBuilt) {
+  TestScene game = GameScene();
+  Json scene = Json::parse(Dump(game.Build(), true));
+  EXPECT_EQ(scene["layout"], "homeworld2");
+  ASSERT_EQ(scene["curves"].size(), game.curves.size());
+  for (size_t i = 0; i < game.curves.size(); ++i) {
+    const Json& curve = scene["curves"][i];
+    bool bezier = game.bezierCurves.count(game.curves[i]) != 0;
+    EXPECT_EQ(curve["name"], game.curves[i]);
+    EXPECT_EQ(curve["layout"], bezier ? "bezier" : "tangents");
+    EXPECT_EQ(curve["keyWords"], (bezier ? Json::array({0, 1}) : Json()));
+    for (int k = 0; k < 2; ++k) {
+      TestKey key = KeyOf(i, k, game.curves[i] == "ANIM_Empty", bezier);
+      const Json& got = curve["keys"][k];
+      const Json& in = got[bezier ? "inHandle" : "inTangent"];
+      const Json& out = got[bezier ? "outHandle" : "outTangent"];
+      EXPECT_EQ((std::array{got["time"].get<double>(), got["value"].get<double>()}), (std::array{key.time, key.value}));
+      EXPECT_EQ((std::array{in[0].get<float>(), in[1].get<float>(), out[0].get<float>(), out[1].get<float>()}), key.floats)
+          << curve["name"] << " key " << k;
+    }
+  }
+  EXPECT_EQ(scene["leaders"][1]["pathName"], "path1");
+  EXPECT_EQ(scene["paths"][0]["nurbName"], scene["nurbCurves"][0]["name"]);
+  EXPECT_EQ(scene["crannnberry"], Json());
+
+  CrannnberryTestFile file;
+  Json crannnberry = Json::parse(Dump(file.Build(), true));
+  const Json& read = crannnberry["crannnberry"];
+  EXPECT_EQ(crannnberry["layout"], "crannnberry");
+  EXPECT_EQ(read["versionFloat"], 257);
+  EXPECT_EQ(read["info"], Json::parse(R"({"start": 0, "end": 12.5, "word": -1, "objectCount": 2, "word1": 1, "word2": 0})"));
+  ASSERT_EQ(read["objects"].size() + read["cameras"].size(), 3u);
+  for (size_t record = 0; record < 3; ++record) {
+    bool camera = record >= file.objects.size();
+    const Json& got = camera ? read["cameras"][record - file.objects.size()] : read["objects"][record];
+    size_t keyCount = camera ? file.cameraKeyCounts[0] : file.objects[record].keyCount;
+    if (!camera) {
+      EXPECT_EQ(got["name"], file.objects[record].name);
+      EXPECT_EQ((std::array{got["instance"].get<int>(), got["parent"].get<int>()}),
+                (std::array{int(file.objects[record].instance), file.objects[record].parent}));
+    }
+    EXPECT_EQ(got["keyCount"], keyCount);
+    EXPECT_EQ(got["timeOffset"], -1);
+    for (size_t k = 0; k < keyCount; ++k) {
+      EXPECT_EQ(got["times"][k].get<float>(), file.ArrayValue(record, 0, k));
+      for (int a = 1; a <= 3; ++a) EXPECT_EQ(got["tcb"][k][a - 1].get<float>(), file.ArrayValue(record, a, k));
+      for (int a = 4; a < 10; ++a) EXPECT_EQ(got[kChannelNames[a - 4]][k].get<float>(), file.ArrayValue(record, a, k));
+    }
+  }
+  EXPECT_EQ(Json::parse(Dump(file.Build(), true, false))["crannnberry"]["objects"][0]["rotateZ"], Json());
+
+  Json cut = Json::parse(Dump(NisForm(game.Build().substr(12, 320)), true));
+  EXPECT_EQ(cut["chunks"][0]["children"][3],
+            Json::parse(R"({"id": "ANIM", "offset": 71, "length": 1578, "dataSize": 253, "decoded": "partial", "stoppedAt": 307,)"
+                        R"("stopReason": "ANIM #3 keyCount: count 2 needs 68 bytes, but only 21 are left before 332"})"));
 }
 
 // Shortest texts that read back exactly; JSON strings valid for any bytes, each byte visible.
