@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
 namespace rw {
@@ -20,13 +21,27 @@ struct Outcome {
 
 const std::string kLongFolder(200, 'd');  // the dialog's buffer holds 255 characters and the terminator
 
+// NIS files and scripts for dump and check: sound, with a warning (a camera whose follower was
+// not exported), with an error, cut short, too short for a head, of another FORM type.
+std::vector<std::pair<std::string, std::string>> InspectFixtures() {
+  test::TestScene warn = test::TestScene::Default(), broken = warn;
+  warn.cameras[0].follower = "FOLW_Preview";
+  broken.followers[1].leader = "LEAD_Nobody";
+  const std::string good = test::TestScene::Default().Build();
+  return {{"good.nis", good}, {"warn.nis", warn.Build()}, {"broken.nis", broken.Build()}, {"cut.nis", good.substr(0, 100)},
+          {"short.nis", "FORM"}, {"aiff.nis", std::string("FORM\0\0\0\4AIFF", 12)},
+          {"bad.script", "with FOLW_Root|Nobody\n{\n}\n"}, {"cut.script", "at frame 1\n\tcameraCut(\"CAM_Main\")\n"}};
+}
+constexpr size_t kFixtureFiles = 11;  // the three below and InspectFixtures()
+
 // Runs reelwright with the shell words args (no quotes in them) inside a scratch folder that holds
-// the example model as scene.ms3d, a text file bad.ms3d, an output old.nis, and the folders sub.d,
-// shots.d and kLongFolder.
+// the example model as scene.ms3d, a text file bad.ms3d, an output old.nis, the inspect fixtures,
+// and the folders sub.d, shots.d and kLongFolder.
 Outcome RunIn(const test::ScratchDir& scratch, const std::string& args) {
   test::WriteFileBytes(scratch.Path("scene.ms3d"), test::ReadFileBytes(std::string(RW_EXAMPLES_DIR) + "/fleet.ms3d"));
   test::WriteFileBytes(scratch.Path("bad.ms3d"), "NOT A MODEL, JUST TEXT");
   test::WriteFileBytes(scratch.Path("old.nis"), "keep");
+  for (const auto& [name, bytes] : InspectFixtures()) test::WriteFileBytes(scratch.Path(name), bytes);
   for (const std::string& folder : {std::string("sub.d"), std::string("shots.d"), kLongFolder})
     std::filesystem::create_directories(scratch.Path(folder));
   const std::string errPath = scratch.dir() + ".err";
@@ -49,6 +64,8 @@ bool Matches(const std::string& actual, const std::string& expected) {
 }
 
 const std::string kUsage = "...Usage:\n  reelwright export MODEL.ms3d";
+const std::string kCameraWarning =
+    "warning at byte 2923: CMRA #1 followerName: names follower \"FOLW_Preview\", which FOLW does not hold\n";
 
 // Each command line with its exit code, stdout and stderr (exact, or "..." and a part of it), and
 // the files it writes (the first is the NIS file, a FORM). Nothing else is written, and old.nis keeps
@@ -85,6 +102,23 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export scene.ms3d -o old -f -q", 0, kSuccess, "", {"old.nis", "old.script"}},
       {"export scene.ms3d -q -o " + fits, 0, kSuccess, "", {fits + ".nis", fits + ".script"}},
       {"export scene.ms3d -o " + over, 2, "", "reelwright: error: output path \"" + over + ".nis\" has 256 characters, more than 255\n", {}},
+      // dump and check: 0 clean (check: or warnings only), 1 faults or errors, 2 unreadable or bad arguments.
+      {"check good.nis", 0, "", "", {}},
+      {"check warn.nis", 0, kCameraWarning, "", {}},
+      {"check warn.nis --strict", 1, kCameraWarning, "", {}},
+      {"check warn.nis cut.script", 1,
+       kCameraWarning + "error: cut.script line 2: cameraCut names camera \"CAM_Main\", whose follower \"FOLW_Preview\" FOLW does not hold\n", "", {}},
+      {"check broken.nis bad.script", 1,
+       "error at byte 2531: FOLW #2 leaderName: names leader \"LEAD_Nobody\", which LEAD does not hold\n"
+       "error: bad.script line 1: with \"FOLW_Root|Nobody\" names a follower that FOLW does not hold\n", "", {}},
+      {"check short.nis", 2, "", "reelwright: short.nis: file has 4 bytes, too few for a FORM head (12)\n", {}},
+      {"check good.nis missing.script", 2, "", "reelwright: missing.script: cannot open the file (No such file or directory)\n", {}},
+      {"check good.nis --json", 2, "", "reelwright: error: unknown option --json\n" + kSeeHelp, {}},
+      {"dump aiff.nis --json", 2, "", "reelwright: aiff.nis: offset 8: form type 'AIFF' is not 'NIS '\n", {}},
+      {"dump .", 2, "", "reelwright: .: is a folder, not a file\n", {}},
+      {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
+      {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
+      {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes", "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
       {"export scene.ms3d -o nowhere/out.nis", 1, "...ERROR: Unable to attach an IFF chunk to given file output!\n",
        "Error while exporting NIS...\nWritten file may not be usable...\n", {}},
   };
@@ -98,7 +132,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
     size_t count = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.dir())) count += entry.is_regular_file();
     const bool replacesOld = !c.files.empty() && c.files[0] == "old.nis";
-    EXPECT_EQ(count, 3 + c.files.size() - replacesOld);
+    EXPECT_EQ(count, kFixtureFiles + c.files.size() - replacesOld);
     for (const std::string& file : c.files) EXPECT_TRUE(test::FileExists(scratch.Path(file))) << file;
     if (!c.files.empty()) { EXPECT_EQ(test::ReadFileBytes(scratch.Path(c.files[0])).substr(0, 4), "FORM"); }
     if (!replacesOld) { EXPECT_EQ(test::ReadFileBytes(scratch.Path("old.nis")), "keep"); }
