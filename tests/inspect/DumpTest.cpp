@@ -103,7 +103,8 @@ cameras (0):
 
 TEST(Dump, RecordsOfBothLayoutsUndecodedChunksAndFaults) {
   // The exporter's placeholder records with 3 stray bytes behind the FORM, and the game's layout.
-  std::string ours = TestScene().Build() + "xyz", older = OlderFileWithPath();
+  std::string ours = TestScene().Build() + "xyz", older = OlderFileWithPath(), game = GameScene().Build();
+  std::string crannnberry = CrannnberryTestFile().Build();
   struct Case {
     const std::string& file;
     bool json;
@@ -130,6 +131,13 @@ TEST(Dump, RecordsOfBothLayoutsUndecodedChunksAndFaults) {
       {ours, false, "cameras (0):\nfaults (1):\n  error at byte 539: FORM 'NIS ': 3 trailing bytes behind the FORM\n"},
       {ours, true, "\"class\": \"None\",\n      \"classNumber\": null,\n      \"blueprint\": \"\","},
       {ours, true, "\"rotationOrder\": \" ZYX\"\n    }\n  ],\n  \"cameras\": [],"},
+      {game, false, "  #3 \"ANIM_Root|Ship_translateY\" at 278: 2 keys, bezier, time 1 .. 2, value 2 .. 3, pre/post infinity 0 0\n"
+                    "    key #1: time 1, value 2, in-handle 0 0, out-handle 1.3333334 2, word 0\n"
+                    "    key #2: time 2, value 3, in-handle 1.6666666 3, out-handle 0 0, word 1\n"},
+      {crannnberry, false, "  VERS at 31, length 8: 512, 257\n  INFO at 47, length 24: start 0, end 12.5, word -1, objectCount 2, words 1 0\n"},
+      {crannnberry, false, "  #2 \"Kus_Mothership\" at 209: instance 1, type 4, parent -1, word 0, 3 keys, timeOffset -1\n"
+                           "    key #1: time 0, tcb 110.25 120.25 130.25, x 140.25, y 150.25, z 160.25, rotateX 170.25, rotateY 180.25, rotateZ 190.25\n"},
+      {crannnberry, false, "cameras (1):\n  #1 at 383: word 7, 2 keys, timeOffset -1\n"},
       {ours, true, R"({"offset": 539, "where": "FORM 'NIS '", "message": "3 trailing bytes behind the FORM", "severity": "error"})"},
   };
   for (const Case& c : cases) {
