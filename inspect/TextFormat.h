@@ -11,9 +11,9 @@ namespace rw {
 
 // Shortest text that reads back to the same double ("0.1", "3", "1e+300"); "nan", "inf", "-inf"
 // for the values that have no number form.
-std::string FormatDouble(double v);
+std::string FormatDouble(double number);
 // The same for a float: shortest text that reads back to the same float.
-std::string FormatFloat(float v);
+std::string FormatFloat(float number);
 // A text in double quotes for a human reader: quote and backslash escaped, bytes outside
 // printable ASCII as \xNN.
 std::string QuoteText(const std::string& bytes);
@@ -34,10 +34,10 @@ class JsonWriter {
   void EndArray() { Close(']'); }
   void Key(const char* key);
   void String(const std::string& bytes) { Value(JsonString(bytes)); }
-  void Number(double v);  // non-finite values as the strings "NaN", "Infinity", "-Infinity"
-  void Float(float v);
-  void Integer(int64_t v) { Value(std::to_string(v)); }
-  void Bool(bool v) { Value(v ? "true" : "false"); }
+  void Number(double number);  // non-finite values as the strings "NaN", "Infinity", "-Infinity"
+  void Float(float number);
+  void Integer(int64_t number) { Value(std::to_string(number)); }
+  void Bool(bool value) { Value(value ? "true" : "false"); }
   void Null() { Value("null"); }
   void Finish() { out_ << '\n'; }
 
