@@ -110,15 +110,15 @@ class TextDump {
     if (id == kChunkName && doc_.title) out_ << ": " << QuoteText(*doc_.title);
     if (id == kChunkVers && doc_.version) {
       out_ << ": " << *doc_.version;
-      if (scene && scene->versionFloat) out_ << ", " << FormatFloat(*scene->versionFloat);
+      if (scene && scene->versionFloat) out_ << ", " << FormatReal(*scene->versionFloat);
     }
     if (id == kChunkInfo && doc_.info) {
       out_ << ": fps " << doc_.info->fps << ", start " << doc_.info->start << ", end " << doc_.info->end;
     }
     if (id == kChunkInfo && scene && scene->info) {
       const CrannnberryInfo& info = *scene->info;
-      out_ << ": start " << FormatFloat(info.start) << ", end " << FormatFloat(info.end) << ", word "
-           << FormatFloat(info.word) << ", objectCount " << info.objectCount << ", words " << info.word1 << " "
+      out_ << ": start " << FormatReal(info.start) << ", end " << FormatReal(info.end) << ", word "
+           << FormatReal(info.word) << ", objectCount " << info.objectCount << ", words " << info.word1 << " "
            << info.word2;
     }
   }
@@ -242,13 +242,13 @@ class TextDump {
   }
 
   void Track(const CrannnberryKeys& keys) {
-    out_ << ", " << keys.times.size() << " keys, timeOffset " << FormatFloat(keys.timeOffset) << "\n";
+    out_ << ", " << keys.times.size() << " keys, timeOffset " << FormatReal(keys.timeOffset) << "\n";
     if (!options_.keys) return;
     for (size_t index = 0; index < keys.times.size(); ++index) {
-      out_ << "    key #" << index + 1 << ": time " << FormatFloat(keys.times[index]) << ", tcb";
-      for (float number : keys.tcb[index]) out_ << " " << FormatFloat(number);
+      out_ << "    key #" << index + 1 << ": time " << FormatReal(keys.times[index]) << ", tcb";
+      for (float number : keys.tcb[index]) out_ << " " << FormatReal(number);
       for (int channel = 0; channel < kChannelCount; ++channel) {
-        out_ << ", " << kChannelNames[channel] << " " << FormatFloat(keys.channels[channel][index]);
+        out_ << ", " << kChannelNames[channel] << " " << FormatReal(keys.channels[channel][index]);
       }
       out_ << "\n";
     }
@@ -337,9 +337,9 @@ class JsonDump {
     json_.Key(key);
     json_.Number(number);
   }
-  void FloatField(const char* key, float number) {
+  void RealField(const char* key, float number) {
     json_.Key(key);
-    json_.Float(number);
+    json_.Real(number);
   }
   template <class Array>
   void Numbers(const char* key, const Array& values) {
@@ -352,6 +352,12 @@ class JsonDump {
   void Floats(const Array& values) {
     json_.BeginArray(true);
     for (float value : values) json_.Float(value);
+    json_.EndArray();
+  }
+  template <class Array>
+  void Reals(const Array& values) {
+    json_.BeginArray(true);
+    for (float value : values) json_.Real(value);
     json_.EndArray();
   }
   void Variant(const char* key, const std::optional<NisVariant>& variant) {
@@ -517,13 +523,13 @@ class JsonDump {
     const CrannnberryScene& scene = *doc_.crannnberry;
     json_.BeginObject();
     json_.Key("versionFloat");
-    if (scene.versionFloat) json_.Float(*scene.versionFloat); else json_.Null();
+    if (scene.versionFloat) json_.Real(*scene.versionFloat); else json_.Null();
     json_.Key("info");
     if (scene.info) {
       json_.BeginObject(true);
-      FloatField("start", scene.info->start);
-      FloatField("end", scene.info->end);
-      FloatField("word", scene.info->word);
+      RealField("start", scene.info->start);
+      RealField("end", scene.info->end);
+      RealField("word", scene.info->word);
       IntField("objectCount", scene.info->objectCount);
       IntField("word1", scene.info->word1);
       IntField("word2", scene.info->word2);
@@ -538,20 +544,20 @@ class JsonDump {
 
   void Track(const CrannnberryKeys& keys) {
     IntField("keyCount", static_cast<int64_t>(keys.times.size()));
-    FloatField("timeOffset", keys.timeOffset);
+    RealField("timeOffset", keys.timeOffset);
     json_.Key("times");
-    if (options_.keys) Floats(keys.times); else json_.Null();
+    if (options_.keys) Reals(keys.times); else json_.Null();
     json_.Key("tcb");
     if (options_.keys) {
       json_.BeginArray(true);
-      for (const auto& tcb : keys.tcb) Floats(tcb);
+      for (const auto& tcb : keys.tcb) Reals(tcb);
       json_.EndArray();
     } else {
       json_.Null();
     }
     for (int channel = 0; channel < kChannelCount; ++channel) {
       json_.Key(kChannelNames[channel]);
-      if (options_.keys) Floats(keys.channels[channel]); else json_.Null();
+      if (options_.keys) Reals(keys.channels[channel]); else json_.Null();
     }
   }
 

@@ -48,6 +48,12 @@ void AppendEscape(std::string& out, const char* format, unsigned byte) {
 std::string FormatDouble(double number) { return ShortestText(number); }
 std::string FormatFloat(float number) { return ShortestText(number); }
 
+std::string FormatReal(float number) {
+  std::string text = ShortestText(number);
+  if (std::isfinite(number) && text.find_first_of(".e") == std::string::npos) text += ".0";
+  return text;
+}
+
 std::string QuoteText(const std::string& bytes) {
   std::string out = "\"";
   for (char text : bytes) {
@@ -109,6 +115,11 @@ void JsonWriter::Number(double number) {
 void JsonWriter::Float(float number) {
   if (!std::isfinite(number)) return Number(static_cast<double>(number));
   Value(ShortestText(number));
+}
+
+void JsonWriter::Real(float number) {
+  if (!std::isfinite(number)) return Number(static_cast<double>(number));
+  Value(FormatReal(number));
 }
 
 void JsonWriter::NewLine() {

@@ -14,6 +14,9 @@ namespace rw {
 std::string FormatDouble(double number);
 // The same for a float: shortest text that reads back to the same float.
 std::string FormatFloat(float number);
+// The same, with ".0" added to a whole number ("257.0", "-1.0", "12.5"): for files whose every
+// number is a float, so that none reads as an integer.
+std::string FormatReal(float number);
 // A text in double quotes for a human reader: quote and backslash escaped, bytes outside
 // printable ASCII as \xNN.
 std::string QuoteText(const std::string& bytes);
@@ -36,6 +39,7 @@ class JsonWriter {
   void String(const std::string& bytes) { Value(JsonString(bytes)); }
   void Number(double number);  // non-finite values as the strings "NaN", "Infinity", "-Infinity"
   void Float(float number);
+  void Real(float number);  // as FormatReal
   void Integer(int64_t number) { Value(std::to_string(number)); }
   void Bool(bool value) { Value(value ? "true" : "false"); }
   void Null() { Value("null"); }

@@ -134,10 +134,10 @@ TEST(Dump, RecordsOfBothLayoutsUndecodedChunksAndFaults) {
       {game, false, "  #3 \"ANIM_Root|Ship_translateY\" at 278: 2 keys, bezier, time 1 .. 2, value 2 .. 3, pre/post infinity 0 0\n"
                     "    key #1: time 1, value 2, in-handle 0 0, out-handle 1.3333334 2, word 0\n"
                     "    key #2: time 2, value 3, in-handle 1.6666666 3, out-handle 0 0, word 1\n"},
-      {crannnberry, false, "  VERS at 31, length 8: 512, 257\n  INFO at 47, length 24: start 0, end 12.5, word -1, objectCount 2, words 1 0\n"},
-      {crannnberry, false, "  #2 \"Kus_Mothership\" at 209: instance 1, type 4, parent -1, word 0, 3 keys, timeOffset -1\n"
-                           "    key #1: time 0, tcb 110.25 120.25 130.25, x 140.25, y 150.25, z 160.25, rotateX 170.25, rotateY 180.25, rotateZ 190.25\n"},
-      {crannnberry, false, "cameras (1):\n  #1 at 383: word 7, 2 keys, timeOffset -1\n"},
+      {crannnberry, false, "  VERS at 31, length 8: 512, 257.0\n  INFO at 47, length 24: start 0.0, end 12.5, word -1.0, objectCount 2, words 1 0\n"},
+      {crannnberry, false, "  #2 \"Kus_Mothership\" at 209: instance 1, type 4, parent -1, word 0, 3 keys, timeOffset -1.0\n"
+                           "    key #1: time 0.0, tcb 110.25 120.25 130.25, x 140.25, y 150.25, z 160.25, rotateX 170.25, rotateY 180.25, rotateZ 190.25\n"},
+      {crannnberry, false, "cameras (1):\n  #1 at 383: word 7, 2 keys, timeOffset -1.0\n"},
       {ours, true, R"({"offset": 539, "where": "FORM 'NIS '", "message": "3 trailing bytes behind the FORM", "severity": "error"})"},
   };
   for (const Case& c : cases) {
@@ -178,6 +178,7 @@ TEST(Dump, JsonOfTheGameLayoutsReadsBackAsBuilt) {
   const Json& read = crannnberry["crannnberry"];
   EXPECT_EQ(crannnberry["layout"], "crannnberry");
   EXPECT_EQ(read["versionFloat"], 257);
+  EXPECT_NE(Dump(file.Build(), true).find(R"("info": {"start": 0.0, "end": 12.5, "word": -1.0, "objectCount": 2,)"), std::string::npos);
   EXPECT_EQ(read["info"], Json::parse(R"({"start": 0, "end": 12.5, "word": -1, "objectCount": 2, "word1": 1, "word2": 0})"));
   ASSERT_EQ(read["objects"].size() + read["cameras"].size(), 3u);
   for (size_t record = 0; record < 3; ++record) {
@@ -218,6 +219,7 @@ TEST(Dump, TextFormsOfNumbersAndBytes) {
       {FormatDouble(0.1), "0.1"},
       {FormatDouble(-0.0), "-0"},
       {FormatFloat(0.70710677f), "0.70710677"},
+      {FormatReal(257.0f) + " " + FormatReal(-0.0f) + " " + FormatReal(1e20f) + " " + FormatReal(12.5f), "257.0 -0.0 1e+20 12.5"},
       {FormatDouble(double(0.70710677f)), "0.7071067690849304"},
       {nonFinite.str(), R"(["NaN", "-Infinity", 2.5])"},
       {QuoteText("a\"b\\\x01\xE9"), R"("a\"b\\\x01\xE9")"},
