@@ -82,7 +82,10 @@ class DocumentCheck {
   std::vector<Diagnostic> Run() {
     diagnostics_ = doc_.faults;
     CheckHeader();
-    if (doc_.layout == NisLayout::kCrannnberry) return std::move(diagnostics_);
+    if (doc_.layout == NisLayout::kCrannnberry) {
+      CheckInstanceNumbers();
+      return std::move(diagnostics_);
+    }
     CheckDuplicates("ANIM", doc_.curves);
     CheckDuplicates("NURB", doc_.nurbCurves);
     CheckDuplicates("PATH", doc_.paths);
@@ -158,6 +161,22 @@ class DocumentCheck {
       // two doubles, start and end time, stand before the NURB name
       Reference(Severity::kError, RecordWhere("PATH", index, "nurbName"), offsets[4] + 16, path.nurbName,
                 {nurbs_, "NURB curve", "NURB"}, true);
+    }
+  }
+
+  // Objects of one name are numbered 0, 1, 2, ... in file order.
+  void CheckInstanceNumbers() {
+    std::unordered_map<std::string, uint32_t> seen;
+    const auto& objects = doc_.crannnberry->objects;
+    for (size_t index = 0; index < objects.size(); ++index) {
+      const CrannnberryObject& object = objects[index];
+      uint32_t expected = seen[object.name]++;
+      if (object.instance != expected) {
+        Report(Severity::kWarning, RecordWhere("CURV", index, "instance"),
+               object.offset + 4 + static_cast<uint32_t>(object.name.size()),
+               "is " + std::to_string(object.instance) + ", expected " + std::to_string(expected) + ": objects named " +
+                   QuoteText(object.name) + " count up from 0");
+      }
     }
   }
 

@@ -82,10 +82,13 @@ TEST(Check, EveryKindOfBrokenReferenceIsReportedWhereItStands) {
       {noFollower, "at frame 1\n\tcameraCut(\"CAM_Main\")\n",
        {R"(warning at byte 2923: CMRA #1 followerName: names follower "FOLW_Root|CAM_Mian", which FOLW does not hold)",
         R"(error: x.script line 2: cameraCut names camera "CAM_Main", whose follower "FOLW_Root|CAM_Mian" FOLW does not hold)"}},
-      // Crannnberry files: a sound one, and one whose INFO counts fewer objects than CURV holds.
+      // Crannnberry files: a sound one, one whose INFO counts fewer objects than CURV holds, one
+      // whose objects of one name do not count up from 0.
       {CrannnberryTestFile().Build(), "", {}},
       {Changed([](CrannnberryTestFile& t) { t.objectCount = 1; }), "",
        {"error at byte 209: CURV: 162 trailing bytes behind the last of 1 records"}},
+      {Changed([](CrannnberryTestFile& t) { t.objects[1].instance = 0; }), "",
+       {R"(warning at byte 227: CURV #2 instance: is 0, expected 1: objects named "Kus_Mothership" count up from 0)"}},
   };
   for (const Case& c : cases) EXPECT_EQ(CheckLines(Read(c.file), c.script), c.lines) << c.script;
 }
