@@ -537,8 +537,8 @@ class JsonDump {
     } else {
       json_.Null();
     }
-    List("objects", scene.objects, &JsonDump::Object);
-    List("cameras", scene.cameras, &JsonDump::CrannnberryCamera);
+    List("objects", scene.objects, &JsonDump::ObjectRecord);
+    List("cameras", scene.cameras, &JsonDump::CameraKeyPath);
     json_.EndObject();
   }
 
@@ -561,7 +561,7 @@ class JsonDump {
     }
   }
 
-  void Object(const CrannnberryObject& object) {
+  void ObjectRecord(const CrannnberryObject& object) {
     json_.BeginObject();
     IntField("offset", object.offset);
     TextField("name", object.name);
@@ -573,7 +573,7 @@ class JsonDump {
     json_.EndObject();
   }
 
-  void CrannnberryCamera(const rw::CrannnberryCamera& camera) {
+  void CameraKeyPath(const CrannnberryCamera& camera) {
     json_.BeginObject();
     IntField("offset", camera.offset);
     IntField("word", camera.word);
