@@ -25,7 +25,7 @@ constexpr const char* kHelp =
     "Usage:\n"
     "  reelwright export MODEL.ms3d [-o OUT] [--log FILE] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
-    "  reelwright check FILE.nis [FILE.script]\n"
+    "  reelwright check FILE.nis [FILE.script] [--strict]\n"
     "  reelwright --help | --version\n"
     "\n"
     "export  reads MODEL.ms3d and writes the NIS file OUT (default: MODEL.nis) and its\n"
@@ -35,10 +35,13 @@ constexpr const char* kHelp =
     "  -f, --force       replace an existing output file\n"
     "  -q, --quiet       do not print the log\n"
     "dump    shows the chunks of a NIS file.\n"
-    "check   checks a NIS file (and its script) for consistency.\n"
+    "check   checks a NIS file (and its script) for consistency: one line per error (the\n"
+    "        file is broken) or warning (legal but suspicious).\n"
+    "  --strict          count warnings as errors\n"
     "\n"
-    "Exit codes: 0 done; 1 the export reported an error; 2 bad arguments, unreadable\n"
-    "model or refused output path (nothing written).\n";
+    "Exit codes: 0 done; 1 the export reported an error, dump found structural faults or\n"
+    "check found an error; 2 bad arguments, unreadable input or refused output path\n"
+    "(nothing written).\n";
 
 struct ExportArgs {
   OutputRequest outputs;

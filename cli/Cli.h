@@ -10,7 +10,7 @@ namespace rw {
 
 // The exit codes of every command.
 constexpr int kExitOk = 0;
-constexpr int kExitFailed = 1;  // the export reported an error; dump or check found faults
+constexpr int kExitFailed = 1;  // the export reported an error; dump found faults, check an error
 constexpr int kExitUsage = 2;   // bad arguments, an unreadable input, a refused output: nothing written
 
 // Runs the command given by args (the words after the program name) and returns its exit code.

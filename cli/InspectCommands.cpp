@@ -55,26 +55,37 @@ int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::os
 }
 
 int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  bool strict = false;
   std::vector<std::string> files;
   for (const std::string& arg : args) {
-    if (IsOption(arg)) return UsageError(err, "unknown option " + arg);
-    files.push_back(arg);
+    if (arg == "--strict") {
+      strict = true;
+    } else if (IsOption(arg)) {
+      return UsageError(err, "unknown option " + arg);
+    } else {
+      files.push_back(arg);
+    }
   }
   if (files.empty() || files.size() > 2) return UsageError(err, "check needs a NIS file and at most one script");
   NisDocument doc;
   if (!ReadOrReport(files[0], doc, err)) return kExitUsage;
-  std::vector<NisProblem> problems = CheckNisDocument(doc);
+  std::vector<Diagnostic> diagnostics = CheckNisDocument(doc);
   if (files.size() == 2) {
     std::string text, error;
     if (!ReadFileBytes(files[1], kMaxScriptFileSize, text, error)) {
       ReportFileError(err, files[1], error);
       return kExitUsage;
     }
-    std::vector<NisProblem> more = CheckScriptText(doc, text, files[1]);
-    problems.insert(problems.end(), more.begin(), more.end());
+    std::vector<Diagnostic> more = CheckScriptText(doc, text, files[1]);
+    diagnostics.insert(diagnostics.end(), more.begin(), more.end());
   }
-  for (const NisProblem& p : problems) out << ProblemLine(p) << "\n";
-  return problems.empty() ? kExitOk : kExitFailed;
+  // One file is checked per run, so its name does not lead each line.
+  bool failed = false;
+  for (const Diagnostic& diagnostic : diagnostics) {
+    out << FormatDiagnostic("", diagnostic) << "\n";
+    failed = failed || strict || diagnostic.isError();
+  }
+  return failed ? kExitFailed : kExitOk;
 }
 
 }  // namespace rw

@@ -12,8 +12,9 @@ namespace rw {
 // clean, 1 shown with structural faults (they are part of the dump; a one-line note goes to
 // err), 2 unreadable file or bad arguments.
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
-// `check FILE.nis [FILE.script]`: 0 clean, 1 problems found (one line each on out), 2
-// unreadable file or bad arguments.
+// `check FILE.nis [FILE.script] [--strict]`: one line per error or warning on out. Exit code:
+// 0 clean or warnings only, 1 any error (or, with --strict, any warning), 2 unreadable file or
+// bad arguments.
 int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
 }  // namespace rw

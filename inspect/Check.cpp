@@ -10,23 +10,49 @@
 namespace rw {
 namespace {
 
-using NameSet = std::unordered_set<std::string>;
+constexpr uint32_t kChunkNurb = MakeChunkId("NURB");
+constexpr uint32_t kChunkPath = MakeChunkId("PATH");
+constexpr const char* kAimGroupSuffix = "_group";
+constexpr const char* kAimViewSuffix = "_view";
 
-template <class T>
-NameSet NamesOf(const std::vector<T>& records) {
-  NameSet names;
-  for (const T& r : records) names.insert(r.name);
-  return names;
+bool EndsWith(const std::string& text, const std::string& suffix) {
+  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
-// File offsets of the counted texts that open a record, one after the other from `start`; a
-// 32-bit number between two texts counts like an empty text.
+// The record names of one kind. `complete` is false when a chunk of that kind is missing (and
+// required) or was only partly read: a name not found may then stand in the unread rest, and
+// the chunk's own fault already says so.
+struct NameTable {
+  std::unordered_set<std::string> names;
+  bool complete = true;
+
+  bool Holds(const std::string& name) const { return names.count(name) != 0; }
+  bool SurelyLacks(const std::string& name) const { return complete && !Holds(name); }
+};
+
+template <class Record>
+NameTable TableOf(const NisDocument& doc, uint32_t chunkId, const std::vector<Record>& records, bool required) {
+  NameTable table;
+  for (const Record& record : records) table.names.insert(record.name);
+  bool present = false;
+  for (const NisChunk& form : doc.chunks) {
+    for (const NisChunk& chunk : form.children) {
+      if (chunk.id != chunkId) continue;
+      present = true;
+      table.complete = table.complete && chunk.decoding == NisDecoding::kFull;
+    }
+  }
+  if (!present && required) table.complete = false;
+  return table;
+}
+
+// File offsets of the counted texts that open a record, one after the other from `start`.
 std::vector<uint32_t> TextOffsets(uint32_t start, std::initializer_list<const std::string*> texts) {
   std::vector<uint32_t> offsets;
   uint32_t at = start;
-  for (const std::string* t : texts) {
+  for (const std::string* text : texts) {
     offsets.push_back(at);
-    at += 4 + uint32_t(t->size());
+    at += 4 + static_cast<uint32_t>(text->size());
   }
   return offsets;
 }
@@ -35,137 +61,205 @@ std::string RecordWhere(const char* chunk, size_t index, const char* field) {
   return std::string(chunk) + " #" + std::to_string(index + 1) + " " + field;
 }
 
+// What a reference names and where its target lives, for the message.
+struct Target {
+  const NameTable& table;
+  const char* kind;   // "curve"
+  const char* chunk;  // "ANIM"
+};
+
 class DocumentCheck {
  public:
   explicit DocumentCheck(const NisDocument& doc)
       : doc_(doc),
-        curves_(NamesOf(doc.curves)),
-        nurbs_(NamesOf(doc.nurbCurves)),
-        paths_(NamesOf(doc.paths)),
-        leaders_(NamesOf(doc.leaders)),
-        followers_(NamesOf(doc.followers)) {}
+        curves_(TableOf(doc, kChunkAnim, doc.curves, true)),
+        nurbs_(TableOf(doc, kChunkNurb, doc.nurbCurves, false)),
+        paths_(TableOf(doc, kChunkPath, doc.paths, false)),
+        leaders_(TableOf(doc, kChunkLead, doc.leaders, true)),
+        followers_(TableOf(doc, kChunkFolw, doc.followers, true)),
+        hasPaths_(FindNisChunk(doc, kChunkPath) != nullptr) {}
 
-  std::vector<NisProblem> Run() {
-    for (const NisFault& f : doc_.faults) problems_.push_back({f.where, f.offset, f.message});
-    Header();
-    Duplicates("ANIM", doc_.curves);
-    Duplicates("NURB", doc_.nurbCurves);
-    Duplicates("PATH", doc_.paths);
-    Duplicates("LEAD", doc_.leaders);
-    Duplicates("FOLW", doc_.followers);
-    Duplicates("CMRA", doc_.cameras);
-    Paths();
-    Leaders();
-    Followers();
-    Cameras();
-    return std::move(problems_);
+  std::vector<Diagnostic> Run() {
+    diagnostics_ = doc_.faults;
+    CheckHeader();
+    if (doc_.layout == NisLayout::kCrannnberry) {
+      CheckInstanceNumbers();
+      return std::move(diagnostics_);
+    }
+    CheckDuplicates("ANIM", doc_.curves);
+    CheckDuplicates("NURB", doc_.nurbCurves);
+    CheckDuplicates("PATH", doc_.paths);
+    CheckDuplicates("LEAD", doc_.leaders);
+    CheckDuplicates("FOLW", doc_.followers);
+    CheckDuplicates("CMRA", doc_.cameras);
+    CheckPaths();
+    CheckLeaders();
+    CheckFollowers();
+    CheckCameras();
+    return std::move(diagnostics_);
   }
 
  private:
-  void Report(std::string where, uint32_t offset, std::string message) {
-    problems_.push_back({std::move(where), offset, std::move(message)});
+  void Report(Severity severity, std::string where, uint32_t offset, std::string what) {
+    diagnostics_.push_back({severity, offset, std::move(where), std::move(what)});
   }
 
-  // An empty name is no reference unless `required`.
-  void Reference(const char* chunk, size_t index, const char* field, uint32_t offset, const std::string& name,
-                 const NameSet& targets, const char* kind, const char* targetChunk, bool required = false) {
+  // A name that must resolve in `target`; an empty name is no reference unless `required`.
+  void Reference(Severity severity, const std::string& where, uint32_t offset, const std::string& name,
+                 const Target& target, bool required = false) {
     if (name.empty() && !required) return;
-    if (targets.count(name)) return;
-    std::string message = name.empty() ? std::string("is empty; it must name a ") + kind
-                                       : "names " + std::string(kind) + " " + QuoteText(name) + ", which " +
-                                             targetChunk + " does not hold";
-    Report(RecordWhere(chunk, index, field), offset, message);
+    if (!target.table.SurelyLacks(name)) return;
+    std::string what = name.empty() ? std::string("is empty; it must name a ") + target.kind
+                                    : "names " + std::string(target.kind) + " " + QuoteText(name) + ", which " +
+                                          target.chunk + " does not hold";
+    Report(severity, where, offset, what);
   }
 
-  // The title and version come from the first NAME and VERS chunk of the FORM.
-  void Header() {
-    const NisChunk* name = nullptr;
-    const NisChunk* vers = nullptr;
-    for (const NisChunk& form : doc_.chunks) {
-      for (const NisChunk& c : form.children) {
-        if (c.id == kChunkName && !name) name = &c;
-        if (c.id == kChunkVers && !vers) vers = &c;
-      }
+  // The title and version come from the first NAME and VERS chunk; only a pair that is not one
+  // of the two known layouts is reported.
+  void CheckHeader() {
+    if (doc_.layout != NisLayout::kUnknown) return;
+    const NisChunk* name = FindNisChunk(doc_, kChunkName);
+    const NisChunk* vers = FindNisChunk(doc_, kChunkVers);
+    bool crannnberryTitle = doc_.title && *doc_.title == kCrannnberryTitle;
+    if (name && doc_.title && *doc_.title != kNisTitle && !crannnberryTitle) {
+      Report(Severity::kError, "NAME", name->dataOffset,
+             "title " + QuoteText(*doc_.title) + " is neither " + QuoteText(kNisTitle) + " nor " +
+                 QuoteText(kCrannnberryTitle));
     }
-    if (name && doc_.title && *doc_.title != kNisTitle) {
-      Report("NAME", name->dataOffset, "title " + QuoteText(*doc_.title) + " is not " + QuoteText(kNisTitle));
-    }
-    if (vers && doc_.version && *doc_.version != kNisVersion) {
-      Report("VERS", vers->dataOffset,
-             "version " + std::to_string(*doc_.version) + " is not " + std::to_string(kNisVersion));
+    uint32_t expected = crannnberryTitle ? kCrannnberryVersion : kNisVersion;
+    if (vers && doc_.version && *doc_.version != expected) {
+      Report(Severity::kError, "VERS", vers->dataOffset,
+             "version " + std::to_string(*doc_.version) + " is not " + std::to_string(expected));
     }
   }
 
-  template <class T>
-  void Duplicates(const char* chunk, const std::vector<T>& records) {
+  template <class Record>
+  void CheckDuplicates(const char* chunk, const std::vector<Record>& records) {
     std::unordered_map<std::string, size_t> first;
-    for (size_t i = 0; i < records.size(); ++i) {
-      auto [it, inserted] = first.emplace(records[i].name, i);
+    for (size_t index = 0; index < records.size(); ++index) {
+      auto [it, inserted] = first.emplace(records[index].name, index);
       if (!inserted) {
-        Report(RecordWhere(chunk, i, "name"), records[i].offset,
-               QuoteText(records[i].name) + " is also the name of " + chunk + " #" + std::to_string(it->second + 1));
+        Report(Severity::kError, RecordWhere(chunk, index, "name"), records[index].offset,
+               QuoteText(records[index].name) + " is also the name of " + chunk + " #" +
+                   std::to_string(it->second + 1));
       }
     }
   }
 
-  void Paths() {
-    for (size_t i = 0; i < doc_.paths.size(); ++i) {
-      const NisPath& r = doc_.paths[i];
+  void CheckPaths() {
+    for (size_t index = 0; index < doc_.paths.size(); ++index) {
+      const NisPath& path = doc_.paths[index];
       // name, then a byte and two 32-bit axes before the four curve names
-      uint32_t at = r.offset + 4 + uint32_t(r.name.size()) + 9;
-      auto offsets = TextOffsets(at, {&r.curves[0], &r.curves[1], &r.curves[2], &r.curves[3], &r.nurbName});
-      for (int s = 0; s < 4; ++s) Reference("PATH", i, kPathCurveNames[s], offsets[s], r.curves[s], curves_, "curve", "ANIM");
-      Reference("PATH", i, "nurbName", offsets[4] + 16, r.nurbName, nurbs_, "NURB curve", "NURB", true);
-    }
-  }
-
-  void Leaders() {
-    for (size_t i = 0; i < doc_.leaders.size(); ++i) {
-      const NisLeader& r = doc_.leaders[i];
-      auto offsets = TextOffsets(r.offset, {&r.name, &r.pathName, &r.curves[0], &r.curves[1], &r.curves[2],
-                                            &r.curves[3], &r.curves[4], &r.curves[5]});
-      Reference("LEAD", i, "pathName", offsets[1], r.pathName, paths_, "path", "PATH");
-      for (int s = 0; s < kCurveSlotCount; ++s) {
-        Reference("LEAD", i, kCurveSlotNames[s], offsets[2 + s], r.curves[s], curves_, "curve", "ANIM");
-      }
-    }
-  }
-
-  void Followers() {
-    for (size_t i = 0; i < doc_.followers.size(); ++i) {
-      const NisFollower& r = doc_.followers[i];
-      auto offsets = TextOffsets(r.offset, {&r.name, &r.leaderName, &r.objectClass, &r.blueprint, &r.curves[0],
-                                            &r.curves[1], &r.curves[2], &r.curves[3], &r.curves[4], &r.curves[5]});
-      Reference("FOLW", i, "leaderName", offsets[1], r.leaderName, leaders_, "leader", "LEAD", true);
-      for (int s = 0; s < kCurveSlotCount; ++s) {
-        Reference("FOLW", i, kCurveSlotNames[s], offsets[4 + s], r.curves[s], curves_, "curve", "ANIM");
-      }
-    }
-  }
-
-  void Cameras() {
-    for (size_t i = 0; i < doc_.cameras.size(); ++i) {
-      const NisCamera& r = doc_.cameras[i];
+      uint32_t at = path.offset + 4 + static_cast<uint32_t>(path.name.size()) + 9;
       auto offsets =
-          TextOffsets(r.offset, {&r.name, &r.followerName, &r.centerOfInterest, &r.reservedText, &r.focalLengthCurve});
-      Reference("CMRA", i, "followerName", offsets[1], r.followerName, followers_, "follower", "FOLW", true);
-      Reference("CMRA", i, "centerOfInterest", offsets[2], r.centerOfInterest, followers_, "follower", "FOLW");
-      Reference("CMRA", i, "focalLengthCurve", offsets[4], r.focalLengthCurve, curves_, "curve", "ANIM");
+          TextOffsets(at, {&path.curves[0], &path.curves[1], &path.curves[2], &path.curves[3], &path.nurbName});
+      for (int slot = 0; slot < kPathCurveCount; ++slot) {
+        Reference(Severity::kWarning, RecordWhere("PATH", index, kPathCurveNames[slot]), offsets[slot],
+                  path.curves[slot], {curves_, "curve", "ANIM"});
+      }
+      // two doubles, start and end time, stand before the NURB name
+      Reference(Severity::kError, RecordWhere("PATH", index, "nurbName"), offsets[4] + 16, path.nurbName,
+                {nurbs_, "NURB curve", "NURB"}, true);
+    }
+  }
+
+  // Objects of one name are numbered 0, 1, 2, ... in file order.
+  void CheckInstanceNumbers() {
+    std::unordered_map<std::string, uint32_t> seen;
+    const auto& objects = doc_.crannnberry->objects;
+    for (size_t index = 0; index < objects.size(); ++index) {
+      const CrannnberryObject& object = objects[index];
+      uint32_t expected = seen[object.name]++;
+      if (object.instance != expected) {
+        Report(Severity::kWarning, RecordWhere("CURV", index, "instance"),
+               object.offset + 4 + static_cast<uint32_t>(object.name.size()),
+               "is " + std::to_string(object.instance) + ", expected " + std::to_string(expected) + ": objects named " +
+                   QuoteText(object.name) + " count up from 0");
+      }
+    }
+  }
+
+  // A leader driven by a motion path names helper nodes and its path in its slots, not curves.
+  // Other leaders need their curves, unless the file has paths: its helper nodes may then be
+  // named by leaders of any kind.
+  void CheckLeaders() {
+    for (size_t index = 0; index < doc_.leaders.size(); ++index) {
+      const NisLeader& leader = doc_.leaders[index];
+      const auto& slots = leader.curves;
+      auto offsets = TextOffsets(leader.offset, {&leader.name, &leader.pathName, &slots[0], &slots[1], &slots[2],
+                                                 &slots[3], &slots[4], &slots[5]});
+      Reference(Severity::kError, RecordWhere("LEAD", index, "pathName"), offsets[1], leader.pathName,
+                {paths_, "path", "PATH"});
+      if (!leader.pathName.empty()) continue;
+      Severity severity = hasPaths_ ? Severity::kWarning : Severity::kError;
+      for (int slot = 0; slot < kCurveSlotCount; ++slot) {
+        Reference(severity, RecordWhere("LEAD", index, kCurveSlotNames[slot]), offsets[2 + slot], slots[slot],
+                  {curves_, "curve", "ANIM"});
+      }
+    }
+  }
+
+  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view": a look-at rig
+  // aims the follower, and the slot names the rig, not a curve.
+  bool NamesAimingGroup(const std::string& name) const {
+    if (!EndsWith(name, kAimGroupSuffix) || name.size() == std::char_traits<char>::length(kAimGroupSuffix)) {
+      return false;
+    }
+    std::string view = name.substr(0, name.size() - std::char_traits<char>::length(kAimGroupSuffix)) + kAimViewSuffix;
+    for (const NisFollower& follower : doc_.followers) {
+      if (follower.name == view || EndsWith(follower.name, "|" + view)) return true;
+    }
+    return false;
+  }
+
+  // An empty leader name makes a top-level object, placed by its own curves or numbers.
+  void CheckFollowers() {
+    for (size_t index = 0; index < doc_.followers.size(); ++index) {
+      const NisFollower& follower = doc_.followers[index];
+      const auto& slots = follower.curves;
+      auto offsets = TextOffsets(follower.offset, {&follower.name, &follower.leaderName, &follower.objectClass,
+                                                   &follower.blueprint, &slots[0], &slots[1], &slots[2], &slots[3],
+                                                   &slots[4], &slots[5]});
+      Reference(Severity::kError, RecordWhere("FOLW", index, "leaderName"), offsets[1], follower.leaderName,
+                {leaders_, "leader", "LEAD"});
+      for (int slot = 0; slot < kCurveSlotCount; ++slot) {
+        if (slot >= kFirstRotateSlot && NamesAimingGroup(slots[slot])) continue;
+        Reference(Severity::kWarning, RecordWhere("FOLW", index, kCurveSlotNames[slot]), offsets[4 + slot],
+                  slots[slot], {curves_, "curve", "ANIM"});
+      }
+    }
+  }
+
+  // The game plays files whose camera records name a follower, centre of interest or zoom curve
+  // that was not exported; only a script's cut to such a camera breaks.
+  void CheckCameras() {
+    for (size_t index = 0; index < doc_.cameras.size(); ++index) {
+      const NisCamera& camera = doc_.cameras[index];
+      auto offsets = TextOffsets(camera.offset, {&camera.name, &camera.followerName, &camera.centerOfInterest,
+                                                 &camera.reservedText, &camera.focalLengthCurve});
+      Reference(Severity::kWarning, RecordWhere("CMRA", index, "followerName"), offsets[1], camera.followerName,
+                {followers_, "follower", "FOLW"}, true);
+      Reference(Severity::kWarning, RecordWhere("CMRA", index, "centerOfInterest"), offsets[2],
+                camera.centerOfInterest, {followers_, "follower", "FOLW"});
+      Reference(Severity::kWarning, RecordWhere("CMRA", index, "focalLengthCurve"), offsets[4],
+                camera.focalLengthCurve, {curves_, "curve", "ANIM"});
     }
   }
 
   const NisDocument& doc_;
-  NameSet curves_, nurbs_, paths_, leaders_, followers_;
-  std::vector<NisProblem> problems_;
+  NameTable curves_, nurbs_, paths_, leaders_, followers_;
+  bool hasPaths_;
+  std::vector<Diagnostic> diagnostics_;
 };
 
 // ---- script ----
 
-std::string TrimBlanks(const std::string& s) {
-  size_t b = s.find_first_not_of(" \t\r");
-  if (b == std::string::npos) return "";
-  size_t e = s.find_last_not_of(" \t\r");
-  return s.substr(b, e - b + 1);
+std::string TrimBlanks(const std::string& text) {
+  size_t first = text.find_first_not_of(" \t\r");
+  if (first == std::string::npos) return "";
+  size_t last = text.find_last_not_of(" \t\r");
+  return text.substr(first, last - first + 1);
 }
 
 // The line without a "--" comment that stands outside double quotes.
@@ -188,55 +282,86 @@ std::string ArgumentName(const std::string& args) {
   return TrimBlanks(args);
 }
 
-}  // namespace
+class ScriptCheck {
+ public:
+  ScriptCheck(const NisDocument& doc, const std::string& scriptName)
+      : doc_(doc),
+        scriptName_(scriptName),
+        followers_(TableOf(doc, kChunkFolw, doc.followers, true)),
+        cameras_(TableOf(doc, kChunkCmra, doc.cameras, true)) {}
 
-std::vector<NisProblem> CheckNisDocument(const NisDocument& doc) { return DocumentCheck(doc).Run(); }
-
-std::vector<NisProblem> CheckScriptText(const NisDocument& doc, const std::string& text, const std::string& scriptName) {
-  NameSet followers = NamesOf(doc.followers);
-  NameSet cameras = NamesOf(doc.cameras);
-  std::vector<NisProblem> problems;
-  size_t lineNumber = 0;
-  for (size_t start = 0; start < text.size();) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string raw = TrimBlanks(text.substr(start, end - start));
-    start = end + 1;
-    ++lineNumber;
-    std::string where = scriptName + " line " + std::to_string(lineNumber);
-    if (raw.compare(0, 5, "with ") == 0) {
-      // A name may hold "--" or end in "{": try the line as it is before cutting either.
-      std::string name = TrimBlanks(raw.substr(5));
-      if (followers.count(name)) continue;
-      name = TrimBlanks(WithoutComment(name));
-      if (!name.empty() && name.back() == '{') name = TrimBlanks(name.substr(0, name.size() - 1));
-      if (!followers.count(name)) {
-        problems.push_back({where, std::nullopt, "with " + QuoteText(name) + " names a follower that FOLW does not hold"});
-      }
-      continue;
+  std::vector<Diagnostic> Run(const std::string& text) {
+    size_t lineNumber = 0;
+    for (size_t start = 0; start < text.size();) {
+      size_t end = text.find('\n', start);
+      if (end == std::string::npos) end = text.size();
+      CheckLine(TrimBlanks(text.substr(start, end - start)), ++lineNumber);
+      start = end + 1;
     }
+    return std::move(diagnostics_);
+  }
+
+ private:
+  void Report(size_t lineNumber, std::string what) {
+    diagnostics_.push_back({Severity::kError, -1, scriptName_ + " line " + std::to_string(lineNumber), std::move(what)});
+  }
+
+  void CheckLine(const std::string& raw, size_t lineNumber) {
+    if (raw.compare(0, 5, "with ") == 0) return CheckWithBlock(raw.substr(5), lineNumber);
     std::string line = TrimBlanks(WithoutComment(raw));
     size_t open = line.find('(');
     size_t close = line.rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open) continue;
+    if (open == std::string::npos || close == std::string::npos || close < open) return;
     std::string function = TrimBlanks(line.substr(0, open));
-    if (function != "attack" && function != "cameraCut") continue;
     std::string name = ArgumentName(line.substr(open + 1, close - open - 1));
-    if (followers.count(name)) continue;
-    if (function == "attack") {
-      problems.push_back({where, std::nullopt, "attack names follower " + QuoteText(name) + ", which FOLW does not hold"});
-    } else if (!cameras.count(name)) {
-      problems.push_back(
-          {where, std::nullopt, "cameraCut names " + QuoteText(name) + ", neither a follower nor a camera of the file"});
+    if (function == "attack" && followers_.SurelyLacks(name)) {
+      Report(lineNumber, "attack names follower " + QuoteText(name) + ", which FOLW does not hold");
+    } else if (function == "cameraCut") {
+      CheckCameraCut(name, lineNumber);
     }
   }
-  return problems;
-}
 
-std::string ProblemLine(const NisProblem& p) {
-  std::string line = p.where;
-  if (p.offset) line += " at " + std::to_string(*p.offset);
-  return line + ": " + p.message;
+  // A name may hold "--" or end in "{": the line as it is is tried before cutting either.
+  void CheckWithBlock(const std::string& rest, size_t lineNumber) {
+    std::string name = TrimBlanks(rest);
+    if (!followers_.SurelyLacks(name)) return;
+    name = TrimBlanks(WithoutComment(name));
+    if (!name.empty() && name.back() == '{') name = TrimBlanks(name.substr(0, name.size() - 1));
+    if (followers_.SurelyLacks(name)) {
+      Report(lineNumber, "with " + QuoteText(name) + " names a follower that FOLW does not hold");
+    }
+  }
+
+  // A cut names a follower (our scripts) or a camera record (the game's), whose follower must
+  // then exist.
+  void CheckCameraCut(const std::string& name, size_t lineNumber) {
+    if (followers_.Holds(name)) return;
+    for (const NisCamera& camera : doc_.cameras) {
+      if (camera.name != name) continue;
+      if (followers_.SurelyLacks(camera.followerName)) {
+        Report(lineNumber, "cameraCut names camera " + QuoteText(name) + ", whose follower " +
+                               QuoteText(camera.followerName) + " FOLW does not hold");
+      }
+      return;
+    }
+    if (followers_.complete && cameras_.complete) {
+      Report(lineNumber, "cameraCut names " + QuoteText(name) + ", neither a follower nor a camera of the file");
+    }
+  }
+
+  const NisDocument& doc_;
+  const std::string& scriptName_;
+  NameTable followers_, cameras_;
+  std::vector<Diagnostic> diagnostics_;
+};
+
+}  // namespace
+
+std::vector<Diagnostic> CheckNisDocument(const NisDocument& doc) { return DocumentCheck(doc).Run(); }
+
+std::vector<Diagnostic> CheckScriptText(const NisDocument& doc, const std::string& text,
+                                        const std::string& scriptName) {
+  return ScriptCheck(doc, scriptName).Run(text);
 }
 
 }  // namespace rw

@@ -1,33 +1,25 @@
 // Checking that the names of a NIS file (and of its .script) fit together, and that its
-// structure is sound.
+// structure is sound. Errors say the file is broken; warnings point at what is legal but
+// suspicious (the game plays such files).
 #ifndef REELWRIGHT_INSPECT_CHECK_H
 #define REELWRIGHT_INSPECT_CHECK_H
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "inspect/NisDocument.h"
+#include "io/Diagnostic.h"
 
 namespace rw {
 
-// One problem: where it stands ("LEAD #2 translateXCurve", "a.script line 7"), the file offset
-// when it has one, and what is wrong.
-struct NisProblem {
-  std::string where;
-  std::optional<uint32_t> offset;
-  std::string message;
-};
-
-// The document's structural faults first, then every reference that resolves nowhere, every
-// duplicate name, and a title or version that is not the format's, in file order.
-std::vector<NisProblem> CheckNisDocument(const NisDocument& doc);
+// The document's structural faults first (errors), then the title and version, duplicate
+// names, and every reference that resolves nowhere, in file order. A reference into a chunk
+// that is missing or was only partly read is not followed: the chunk's own fault stands for it.
+std::vector<Diagnostic> CheckNisDocument(const NisDocument& doc);
 // The `with NAME` blocks and the "attack" and "cameraCut" arguments of a script against the
-// document's followers and cameras. `scriptName` is used in each problem's place.
-std::vector<NisProblem> CheckScriptText(const NisDocument& doc, const std::string& text, const std::string& scriptName);
-// "where at OFFSET: message", or "where: message" without an offset.
-std::string ProblemLine(const NisProblem& problem);
+// document's followers and cameras. `scriptName` leads each diagnostic's place
+// ("x.script line 7"); script diagnostics have no byte offset.
+std::vector<Diagnostic> CheckScriptText(const NisDocument& doc, const std::string& text, const std::string& scriptName);
 
 }  // namespace rw
 

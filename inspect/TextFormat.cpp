@@ -8,55 +8,63 @@ namespace rw {
 namespace {
 
 template <class T>
-std::string ShortestText(T v) {
-  if (std::isnan(v)) return "nan";
-  if (std::isinf(v)) return v < 0 ? "-inf" : "inf";
-  char buf[64];
-  auto result = std::to_chars(buf, buf + sizeof buf, v);
-  return std::string(buf, result.ptr);
+std::string ShortestText(T number) {
+  if (std::isnan(number)) return "nan";
+  if (std::isinf(number)) return number < 0 ? "-inf" : "inf";
+  char text[64];
+  auto result = std::to_chars(text, text + sizeof text, number);
+  return std::string(text, result.ptr);
 }
 
-// Length of the well-formed UTF-8 sequence at s[i], or 0 when the byte there starts none.
-size_t Utf8SequenceLength(const std::string& s, size_t i) {
-  auto byte = [&](size_t k) { return k < s.size() ? (unsigned char)s[k] : 0u; };
-  auto cont = [&](size_t k) { return (byte(k) & 0xC0u) == 0x80u; };
-  unsigned c = byte(i);
-  if (c >= 0xC2 && c <= 0xDF) return cont(i + 1) ? 2 : 0;
-  if (c >= 0xE0 && c <= 0xEF) {
-    unsigned c1 = byte(i + 1);
-    bool ok = cont(i + 1) && cont(i + 2) && !(c == 0xE0 && c1 < 0xA0) && !(c == 0xED && c1 >= 0xA0);
-    return ok ? 3 : 0;
+// Length of the well-formed UTF-8 sequence at bytes[at], or 0 when the byte there starts none.
+size_t Utf8SequenceLength(const std::string& bytes, size_t at) {
+  auto byte = [&](size_t index) { return index < bytes.size() ? static_cast<unsigned char>(bytes[index]) : 0u; };
+  auto continues = [&](size_t index) { return (byte(index) & 0xC0u) == 0x80u; };
+  unsigned lead = byte(at), second = byte(at + 1);
+  if (lead >= 0xC2 && lead <= 0xDF) return continues(at + 1) ? 2 : 0;
+  if (lead >= 0xE0 && lead <= 0xEF) {
+    // no overlong form, no surrogate
+    bool wellFormed = continues(at + 1) && continues(at + 2) && !(lead == 0xE0 && second < 0xA0) &&
+                      !(lead == 0xED && second >= 0xA0);
+    return wellFormed ? 3 : 0;
   }
-  if (c >= 0xF0 && c <= 0xF4) {
-    unsigned c1 = byte(i + 1);
-    bool ok = cont(i + 1) && cont(i + 2) && cont(i + 3) && !(c == 0xF0 && c1 < 0x90) && !(c == 0xF4 && c1 >= 0x90);
-    return ok ? 4 : 0;
+  if (lead >= 0xF0 && lead <= 0xF4) {
+    // no overlong form, nothing beyond U+10FFFF
+    bool wellFormed = continues(at + 1) && continues(at + 2) && continues(at + 3) &&
+                      !(lead == 0xF0 && second < 0x90) && !(lead == 0xF4 && second >= 0x90);
+    return wellFormed ? 4 : 0;
   }
   return 0;
 }
 
 void AppendEscape(std::string& out, const char* format, unsigned byte) {
-  char buf[8];
-  std::snprintf(buf, sizeof buf, format, byte);
-  out += buf;
+  char escaped[8];
+  std::snprintf(escaped, sizeof escaped, format, byte);
+  out += escaped;
 }
 
 }  // namespace
 
-std::string FormatDouble(double v) { return ShortestText(v); }
-std::string FormatFloat(float v) { return ShortestText(v); }
+std::string FormatDouble(double number) { return ShortestText(number); }
+std::string FormatFloat(float number) { return ShortestText(number); }
+
+std::string FormatReal(float number) {
+  std::string text = ShortestText(number);
+  if (std::isfinite(number) && text.find_first_of(".e") == std::string::npos) text += ".0";
+  return text;
+}
 
 std::string QuoteText(const std::string& bytes) {
   std::string out = "\"";
-  for (char ch : bytes) {
-    unsigned char c = (unsigned char)ch;
-    if (c == '"' || c == '\\') {
+  for (char text : bytes) {
+    unsigned char byte = static_cast<unsigned char>(text);
+    if (byte == '"' || byte == '\\') {
       out += '\\';
-      out += ch;
-    } else if (c >= 0x20 && c < 0x7F) {
-      out += ch;
+      out += text;
+    } else if (byte >= 0x20 && byte < 0x7F) {
+      out += text;
     } else {
-      AppendEscape(out, "\\x%02X", c);
+      AppendEscape(out, "\\x%02X", byte);
     }
   }
   return out + "\"";
@@ -64,22 +72,21 @@ std::string QuoteText(const std::string& bytes) {
 
 std::string JsonString(const std::string& bytes) {
   std::string out = "\"";
-  for (size_t i = 0; i < bytes.size();) {
-    unsigned char c = (unsigned char)bytes[i];
-    if (c == '"' || c == '\\') {
+  for (size_t at = 0; at < bytes.size();) {
+    unsigned char byte = static_cast<unsigned char>(bytes[at]);
+    size_t sequence = byte >= 0x80 ? Utf8SequenceLength(bytes, at) : 0;
+    if (byte == '"' || byte == '\\') {
       out += '\\';
-      out += char(c);
-      ++i;
-    } else if (c >= 0x20 && c < 0x7F) {
-      out += char(c);
-      ++i;
-    } else if (size_t n = c >= 0x80 ? Utf8SequenceLength(bytes, i) : 0) {
-      out.append(bytes, i, n);
-      i += n;
+      out += static_cast<char>(byte);
+    } else if (byte >= 0x20 && byte < 0x7F) {
+      out += static_cast<char>(byte);
+    } else if (sequence != 0) {
+      out.append(bytes, at, sequence);
+      at += sequence - 1;
     } else {
-      AppendEscape(out, "\\u%04X", c);
-      ++i;
+      AppendEscape(out, "\\u%04X", byte);
     }
+    ++at;
   }
   return out + "\"";
 }
@@ -99,15 +106,20 @@ void JsonWriter::Key(const char* key) {
   afterKey_ = true;
 }
 
-void JsonWriter::Number(double v) {
-  if (std::isnan(v)) return String("NaN");
-  if (std::isinf(v)) return String(v < 0 ? "-Infinity" : "Infinity");
-  Value(ShortestText(v));
+void JsonWriter::Number(double number) {
+  if (std::isnan(number)) return String("NaN");
+  if (std::isinf(number)) return String(number < 0 ? "-Infinity" : "Infinity");
+  Value(ShortestText(number));
 }
 
-void JsonWriter::Float(float v) {
-  if (!std::isfinite(v)) return Number(double(v));
-  Value(ShortestText(v));
+void JsonWriter::Float(float number) {
+  if (!std::isfinite(number)) return Number(static_cast<double>(number));
+  Value(ShortestText(number));
+}
+
+void JsonWriter::Real(float number) {
+  if (!std::isfinite(number)) return Number(static_cast<double>(number));
+  Value(FormatReal(number));
 }
 
 void JsonWriter::NewLine() {

@@ -11,9 +11,12 @@ namespace rw {
 
 // Shortest text that reads back to the same double ("0.1", "3", "1e+300"); "nan", "inf", "-inf"
 // for the values that have no number form.
-std::string FormatDouble(double v);
+std::string FormatDouble(double number);
 // The same for a float: shortest text that reads back to the same float.
-std::string FormatFloat(float v);
+std::string FormatFloat(float number);
+// The same, with ".0" added to a whole number ("257.0", "-1.0", "12.5"): for files whose every
+// number is a float, so that none reads as an integer.
+std::string FormatReal(float number);
 // A text in double quotes for a human reader: quote and backslash escaped, bytes outside
 // printable ASCII as \xNN.
 std::string QuoteText(const std::string& bytes);
@@ -34,10 +37,11 @@ class JsonWriter {
   void EndArray() { Close(']'); }
   void Key(const char* key);
   void String(const std::string& bytes) { Value(JsonString(bytes)); }
-  void Number(double v);  // non-finite values as the strings "NaN", "Infinity", "-Infinity"
-  void Float(float v);
-  void Integer(int64_t v) { Value(std::to_string(v)); }
-  void Bool(bool v) { Value(v ? "true" : "false"); }
+  void Number(double number);  // non-finite values as the strings "NaN", "Infinity", "-Infinity"
+  void Float(float number);
+  void Real(float number);  // as FormatReal
+  void Integer(int64_t number) { Value(std::to_string(number)); }
+  void Bool(bool value) { Value(value ? "true" : "false"); }
   void Null() { Value("null"); }
   void Finish() { out_ << '\n'; }
 

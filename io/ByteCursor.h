@@ -27,6 +27,12 @@ class ByteCursor {
 
   // Each read names its field for the report; false (and nothing read) once the cursor failed.
   bool U8(uint8_t& v, const char* field) { return Raw(&v, 1, field); }
+  bool U16(uint16_t& v, const char* field) {
+    uint8_t b[2];
+    if (!Raw(b, 2, field)) return false;
+    v = static_cast<uint16_t>(b[0] | b[1] << 8);
+    return true;
+  }
   bool U32(uint32_t& v, const char* field) {
     uint8_t b[4];
     if (!Raw(b, 4, field)) return false;

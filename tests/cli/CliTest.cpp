@@ -12,6 +12,7 @@
 
 #include "cli/StagedFiles.h"
 #include "examples/Ms3dWriter.h"
+#include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
 namespace rw {
@@ -51,9 +52,21 @@ std::string ModelWithFrameRates(float fileFps, const std::string& comment) {
 }
 
 // The files every run starts with: the example model, a text file posing as a model, an old NIS
-// file, and (made by Run) the folders sub.d, shots.d and kLongFolder.
+// file, NIS files and scripts for dump and check (sound, with a warning: a camera whose follower
+// was not exported, with an error, cut short, too short for a head, of another FORM type), and
+// (made by the test) the folders sub.d, shots.d and kLongFolder.
 std::map<std::string, std::string> BaseFiles() {
-  return {{"scene.ms3d", kExample}, {"bad.ms3d", "NOT A MODEL, JUST TEXT"}, {"old.nis", "keep"}};
+  test::TestScene warn = test::TestScene::Default(), broken = warn;
+  warn.cameras[0].follower = "FOLW_Preview";
+  broken.followers[1].leader = "LEAD_Nobody";
+  const std::string good = test::TestScene::Default().Build();
+  return {{"scene.ms3d", kExample},       {"bad.ms3d", "NOT A MODEL, JUST TEXT"},
+          {"old.nis", "keep"},            {"good.nis", good},
+          {"warn.nis", warn.Build()},     {"broken.nis", broken.Build()},
+          {"cut.nis", good.substr(0, 100)}, {"short.nis", "FORM"},
+          {"aiff.nis", std::string("FORM\0\0\0\4AIFF", 12)},
+          {"bad.script", "with FOLW_Root|Nobody\n{\n}\n"},
+          {"cut.script", "at frame 1\n\tcameraCut(\"CAM_Main\")\n"}};
 }
 
 // Every regular file and link below dir, by relative path, with its bytes (a link: "-> target").
@@ -89,6 +102,8 @@ const std::string kSuccess = "Successfully Exported NIS!\n";
 const std::string kFailure = "Error while exporting NIS...\nWritten file may not be usable...\n";
 const std::string kSeeHelp = "reelwright: see 'reelwright --help'\n";
 const std::string kUsage = "...Usage:\n  reelwright export MODEL.ms3d";
+const std::string kCameraWarning =
+    "warning at byte 2923: CMRA #1 followerName: names follower \"FOLW_Preview\", which FOLW does not hold\n";
 // expected is actual's exact text, or "..." and a part of it.
 bool Matches(const std::string& actual, const std::string& expected) {
   return expected.rfind("...", 0) == 0 ? actual.find(expected.substr(3)) != std::string::npos : actual == expected;
@@ -172,6 +187,25 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        {{"scene.script", kExample}}},
       {"export link.ms3d -q -f -o scene.ms3d", 2, "", refused + "scene.ms3d: error: is the model file; the NIS file cannot replace it\n",
        {}, {{"link.ms3d", "-> scene.ms3d"}}},
+      // dump and check: 0 clean (check: or warnings only), 1 faults or errors, 2 unreadable or bad arguments.
+      {"check good.nis", 0, "", "", {}},
+      {"check warn.nis", 0, kCameraWarning, "", {}},
+      {"check warn.nis --strict", 1, kCameraWarning, "", {}},
+      {"check warn.nis cut.script", 1,
+       kCameraWarning + "error: cut.script line 2: cameraCut names camera \"CAM_Main\", whose follower \"FOLW_Preview\" FOLW does not hold\n", "", {}},
+      {"check broken.nis bad.script", 1,
+       "error at byte 2531: FOLW #2 leaderName: names leader \"LEAD_Nobody\", which LEAD does not hold\n"
+       "error: bad.script line 1: with \"FOLW_Root|Nobody\" names a follower that FOLW does not hold\n", "", {}},
+      {"check short.nis", 2, "", "reelwright: short.nis: file has 4 bytes, too few for a FORM head (12)\n", {}},
+      {"check good.nis missing.script", 2, "", "reelwright: missing.script: cannot open the file (No such file or directory)\n", {}},
+      {"check good.nis --json", 2, "", "reelwright: error: unknown option --json\n" + kSeeHelp, {}},
+      {"dump aiff.nis --json", 2, "", "reelwright: aiff.nis: offset 8: form type 'AIFF' is not 'NIS '\n", {}},
+      {"dump .", 2, "", "reelwright: .: is a folder, not a file\n", {}},
+      {"dump /dev/zero", 2, "", "reelwright: /dev/zero: is not a plain file\n", {}},
+      {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
+      {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
+      {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
+       "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
       // A failed write is an error, and a failed run leaves the old files as they were.
       {"export scene.ms3d -f -o old.nis", 1, "...ERROR: Writing the NIS file \"old.nis\" failed: File too large\n",
        kFailure, {}, {}, smallDisk},

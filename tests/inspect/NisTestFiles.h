@@ -8,7 +8,9 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "inspect/Check.h"
@@ -24,6 +26,7 @@ struct Bytes {
     return *this;
   }
   Bytes& U8(uint8_t v) { return Le(v, 1); }
+  Bytes& U16(uint16_t v) { return Le(v, 2); }
   Bytes& U32(uint32_t v) { return Le(v, 4); }
   Bytes& F32(float v) { uint32_t u; std::memcpy(&u, &v, 4); return Le(u, 4); }
   Bytes& F64(double v) { uint64_t u; std::memcpy(&u, &v, 8); return Le(u, 8); }
@@ -50,8 +53,25 @@ inline CurveSlots Slots(const std::string& path) {
   return s;
 }
 
+// The keys of curve `curve` of a TestScene: two, at 1 s and 2 s (the placeholder's at 0 and 3 s);
+// a flagged curve's floats are Bezier handles a third of a second out, (0, 0) at the ends, and
+// each key has the word `key`.
+struct TestKey {
+  double time, value;
+  std::array<float, 4> floats;
+  uint16_t word;
+};
+inline TestKey KeyOf(size_t curve, int key, bool placeholder, bool bezier) {
+  double time = placeholder ? 3.0 * key : key + 1.0, value = placeholder ? 0 : static_cast<double>(curve + key);
+  if (!bezier) return {time, value, {1, 0, 1, 0}, 0};
+  float handleTime = static_cast<float>(time), handleValue = static_cast<float>(value);
+  if (key == 0) return {time, value, {0, 0, handleTime + 1 / 3.0f, handleValue}, 0};
+  return {time, value, {handleTime - 1 / 3.0f, handleValue, 0, 0}, 1};
+}
+
 // A scene as our exporter writes it: by default only the placeholders (a model without accepted
 // bones); Default() adds the bones Root|Ship and Root|CAM_Main, the camera looking at the ship.
+// The game's files add curves in the flagged layout and motion paths (each with its own NURB).
 struct TestScene {
   struct Leader { std::string name, path; CurveSlots curves; };
   struct Follower { std::string name, leader, objectClass, blueprint; CurveSlots curves; };
@@ -60,6 +80,8 @@ struct TestScene {
   std::vector<Leader> leaders = {{"LEAD_Empty", "", Slots("")}};
   std::vector<Follower> followers = {{"FOLW_Empty", "LEAD_Empty", "None", "", Slots("")}};
   std::vector<Camera> cameras;
+  std::set<std::string> bezierCurves;                       // written in the flagged layout
+  std::vector<std::pair<std::string, std::string>> paths;  // path name, its NURB curve's name
 
   static TestScene Default() {
     TestScene t;
@@ -79,9 +101,29 @@ struct TestScene {
     anim.U32(uint32_t(curves.size()));
     for (size_t i = 0; i < curves.size(); ++i) {
       bool empty = curves[i] == "ANIM_Empty";  // flat from 0 to the end time, as the exporter writes it
-      anim.Text(curves[i]).U32(2);
-      for (int k = 0; k < 2; ++k) anim.F64(empty ? 3.0 * k : k + 1.0).F64(empty ? 0 : i + k).F32(1).F32(0).F32(1).F32(0);
+      bool bezier = bezierCurves.count(curves[i]) != 0;
+      anim.Text(curves[i]).U16(2).U16(bezier);
+      for (int k = 0; k < 2; ++k) {
+        TestKey key = KeyOf(i, k, empty, bezier);
+        anim.F64(key.time).F64(key.value);
+        for (float f : key.floats) anim.F32(f);
+      }
       anim.U32(0).U32(0);
+      for (int k = 0; k < 2 && bezier; ++k) anim.U16(KeyOf(i, k, empty, bezier).word);
+    }
+    std::string motion;
+    if (!paths.empty()) {
+      Bytes nurb, path;
+      nurb.U32(uint32_t(paths.size()));
+      path.U32(uint32_t(paths.size()));
+      for (const auto& [name, nurbName] : paths) {
+        nurb.Text(nurbName).U32(3).U32(1).U32(2);
+        for (double v : {0, 1, 2, 1, 3, 4, 5, 1}) nurb.F64(v);
+        nurb.U32(4).F64(0).F64(0).F64(1).F64(1);
+        path.Text(name).U8(1).U32(0).U32(1).Text("").Text("").Text("").Text("").F64(0).F64(3).Text(nurbName).U8(0);
+        path.U32(1).F64(0);
+      }
+      motion = Chunk("NURB", nurb.s) + Chunk("PATH", path.s);
     }
     lead.U32(uint32_t(leaders.size()));
     for (const Leader& r : leaders) {
@@ -100,7 +142,7 @@ struct TestScene {
       cmra.Text(r.name).Text(r.follower).Text(r.centerOfInterest).Text("").Text(r.focalCurve);
       for (double v : {21.8, 31.92, 24.0, 1.0, 10000000.0}) cmra.F64(v);
     }
-    return NisForm(NisHead(24, 0, 3) + Chunk("ANIM", anim.s) + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
+    return NisForm(NisHead(24, 0, 3) + Chunk("ANIM", anim.s) + motion + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
                    Chunk("CMRA", cmra.s));
   }
 };
@@ -126,6 +168,60 @@ inline std::string OlderFileWithPath(const std::string& pathCurve = "ANIM_Empty"
                  Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) + Chunk("CMRA", Bytes().U32(0).s) + Chunk("XTRA", xtra.s));
 }
 
+// A scene in the game's conventions: a flagged curve between plain ones, a leader driven by a
+// motion path (its slots name helper nodes and the path), a camera aimed by a look-at rig, and
+// a top-level follower without a leader.
+inline TestScene GameScene() {
+  TestScene scene = TestScene::Default();
+  scene.bezierCurves = {"ANIM_Root|Ship_translateY"};
+  scene.paths = {{"path1", "curve1"}};
+  scene.leaders[1].path = "path1";
+  scene.leaders[1].curves = {"motionPath1_addDoubleLinear1", "motionPath1_addDoubleLinear2",
+                             "motionPath1_addDoubleLinear3", "path1", "", ""};
+  scene.followers[2].curves[3] = scene.followers[2].curves[4] = "CAM_Main_group";
+  scene.followers.push_back({"Rig|CAM_Main_view", "", "camera_target", "", Slots("")});
+  return scene;
+}
+
+// A file of the Crannnberry layout: objects with their keys in CURV, cameras in CMRA. Every key
+// float is ArrayValue(record, array, key): arrays 0 times, 1..3 tension, continuity, bias,
+// 4..9 x, y, z, rotate x, y, z; cameras count as records after the objects.
+struct CrannnberryTestFile {
+  struct Object {
+    std::string name;
+    uint32_t instance;
+    int32_t parent;
+    size_t keyCount;
+  };
+  std::vector<Object> objects = {{"Kus_Mothership", 0, -1, 2}, {"Kus_Mothership", 1, -1, 3}};
+  std::vector<size_t> cameraKeyCounts = {2};
+  uint32_t objectCount = 2;  // INFO's count of CURV records
+
+  static float ArrayValue(size_t record, int array, size_t key) {
+    return array == 0 ? 0.5f * static_cast<float>(key) : static_cast<float>(record * 100 + array * 10 + key) + 0.25f;
+  }
+  static void Track(Bytes& out, size_t record, size_t keyCount) {
+    out.U32(uint32_t(keyCount)).F32(-1);
+    for (size_t k = 0; k < keyCount; ++k) out.F32(ArrayValue(record, 0, k));
+    for (size_t k = 0; k < keyCount; ++k)
+      for (int a = 1; a <= 3; ++a) out.F32(ArrayValue(record, a, k));
+    for (int a = 4; a < 10; ++a)
+      for (size_t k = 0; k < keyCount; ++k) out.F32(ArrayValue(record, a, k));
+  }
+  std::string Build() const {
+    Bytes curv, cmra;
+    for (size_t i = 0; i < objects.size(); ++i) {
+      curv.Text(objects[i].name).U32(objects[i].instance).U32(4).U32(uint32_t(objects[i].parent)).U32(0);
+      Track(curv, i, objects[i].keyCount);
+    }
+    cmra.U32(uint32_t(cameraKeyCounts.size()));
+    for (size_t i = 0; i < cameraKeyCounts.size(); ++i) Track(cmra.U32(7), objects.size() + i, cameraKeyCounts[i]);
+    return NisForm(Chunk("NAME", "Crannnberry") + Chunk("VERS", Bytes().U32(512).F32(257).s) +
+                   Chunk("INFO", Bytes().F32(0).F32(12.5f).F32(-1).U32(objectCount).U32(1).U32(0).s) +
+                   Chunk("CURV", curv.s) + Chunk("CMRA", cmra.s));
+  }
+};
+
 // The document of a file that must be readable.
 inline NisDocument Read(const std::string& bytes) {
   NisDocument doc;
@@ -137,8 +233,10 @@ inline NisDocument Read(const std::string& bytes) {
 // check's lines for a document and a script (named "x.script").
 inline std::vector<std::string> CheckLines(const NisDocument& doc, const std::string& script = "") {
   std::vector<std::string> lines;
-  for (const NisProblem& p : CheckNisDocument(doc)) lines.push_back(ProblemLine(p));
-  for (const NisProblem& p : CheckScriptText(doc, script, "x.script")) lines.push_back(ProblemLine(p));
+  for (const Diagnostic& diagnostic : CheckNisDocument(doc)) lines.push_back(FormatDiagnostic("", diagnostic));
+  for (const Diagnostic& diagnostic : CheckScriptText(doc, script, "x.script")) {
+    lines.push_back(FormatDiagnostic("", diagnostic));
+  }
   return lines;
 }
 

@@ -37,7 +37,7 @@ void ExpectChunkOrder(const NisDocument& doc) {
   std::string order;
   for (const NisChunk& chunk : doc.chunks[0].children) {
     order += std::string{char(chunk.id >> 24), char(chunk.id >> 16), char(chunk.id >> 8), char(chunk.id), ' '};
-    EXPECT_TRUE(chunk.decoded && chunk.dataSize == chunk.length) << order;
+    EXPECT_TRUE(chunk.decoding == NisDecoding::kFull && chunk.dataSize == chunk.length) << order;
   }
   EXPECT_EQ(order, "NAME VERS INFO ANIM LEAD FOLW CMRA ");
 }
