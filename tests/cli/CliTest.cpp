@@ -62,7 +62,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
     std::string out, err;
     std::vector<std::string> files;
   } cases[] = {
-      {"--version", 0, "Reelwright v0.9.0.0b\n", "", {}},
+      {"--version", 0, "Reelwright v0.9.0.0b\nreelwright 0.9.0\n", "", {}},
       {"--help", 0, kUsage, "", {}},
       {"", 2, "", kUsage, {}},
       {"export", 2, "", "reelwright: error: export needs a model file\n" + kSeeHelp, {}},
