@@ -80,6 +80,9 @@ struct CompletionCase {
   const char* completions;
 };
 
+// Shown in the test's name and in failures.
+void PrintTo(const CompletionCase& c, std::ostream* os) { *os << c.name; }
+
 class CompletionTest : public ::testing::TestWithParam<CompletionCase> {};
 
 TEST_P(CompletionTest, CompletesInBash) {
