@@ -3,8 +3,8 @@
 # - unpacks the .deb into a scratch root (dpkg -x), checks its exact file list, and exports the
 #   example with the installed command: the NIS file must be the golden one;
 # - checks that the .tar.gz holds the same files;
-# - checks the zip's exact file list, that both programs in it are 32-bit Windows programs and
-#   that the DLL carries the build's version in its version resource;
+# - checks the zip's exact file list, and that both programs in it are 32-bit Windows programs
+#   that carry the build's version in their version resources;
 # - runs the Windows command under wine on the example and compares its NIS bytes with the Linux
 #   run (and its script, whose lines end in CR LF on Windows). Debian's 32-bit wine could not be
 #   installed on our build machine, so this runs the x86_64 build of the same code (build/mingw64,
@@ -73,11 +73,11 @@ $dir/reelwright.exe" "$(cmake -E tar tf "$zip" | LC_ALL=C sort)"
 for program in msReelwright.dll reelwright.exe; do
   i686-w64-mingw32-objdump -f "$work/$dir/$program" | grep -q 'file format pei-i386$' ||
     fail "$program in the zip is not a 32-bit Windows program"
-done
-# The resource's texts are UTF-16: without their zero bytes, each name runs into its value.
-resource=$(i686-w64-mingw32-objcopy -O binary --only-section=.rsrc "$work/$dir/msReelwright.dll" /dev/stdout | tr -d '\0')
-for entry in "FileVersion$version" "ProductVersion$version" "OriginalFilenamemsReelwright.dll"; do
-  grep -qaF "$entry" <<<"$resource" || fail "msReelwright.dll's version resource lacks $entry"
+  # The version resource's texts are UTF-16: without their zero bytes, each name runs into its value.
+  resource=$(i686-w64-mingw32-objcopy -O binary --only-section=.rsrc "$work/$dir/$program" /dev/stdout | tr -d '\0')
+  for entry in "FileVersion$version" "ProductVersion$version" "OriginalFilename$program"; do
+    grep -qaF "$entry" <<<"$resource" || fail "$program's version resource lacks $entry"
+  done
 done
 grep -qF 'File > Export > Reelwright' "$work/$dir/INSTALL.txt" || fail "INSTALL.txt does not name the export menu"
 head -n 1 "$work/$dir/INSTALL.txt" | grep -q $'\r$' || fail "INSTALL.txt's lines do not end in CR LF"
