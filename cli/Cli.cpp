@@ -7,6 +7,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "ReelwrightVersion.h"
 #include "export/PlugIn.h"
 #include "model/Ms3dReader.h"
 #include "cli/InspectCommands.h"
@@ -201,7 +202,8 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     return kExitOk;
   }
   if (command == "--version") {
-    out << kBanner << "\n";
+    // The banner first, as the export log prints it; then the build's version.
+    out << kBanner << "\n" << kProgram << " " << REELWRIGHT_VERSION << "\n";
     return kExitOk;
   }
   if (command == "export") return RunExport(rest, out, err);

@@ -3,8 +3,10 @@
 # already. Usage: scripts/setup-debian.sh [--cross]   (--cross: MinGW-w64, wine and Xvfb too)
 set -euo pipefail
 
+# groff-base renders the manual page in the tests; build-essential brings dpkg-dev, whose
+# dpkg-shlibdeps gives the .deb its dependencies.
 packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
-          nlohmann-json3-dev)
+          nlohmann-json3-dev groff-base)
 if [[ "${1:-}" == "--cross" ]]; then
   packages+=(g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64 wine64 xvfb xauth)
 fi

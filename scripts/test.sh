@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test: a warnings-as-errors build, an AddressSanitizer and
-# UndefinedBehaviorSanitizer build, the reader fuzzers for a short while, and the plug-in DLL
-# under wine. Installs what it needs first (Debian).
+# UndefinedBehaviorSanitizer build, the reader fuzzers for a short while, the plug-in DLL
+# under wine, and the downloads. Installs what it needs first (Debian).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -35,5 +35,10 @@ fi
 if [[ -x scripts/wine-test.sh ]]; then
   echo "== plug-in DLL under wine"
   scripts/wine-test.sh
+fi
+
+if [[ -x scripts/package-test.sh ]]; then
+  echo "== packages"
+  scripts/package-test.sh
 fi
 echo "All test stages passed."

@@ -129,7 +129,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   // background jobs do): the example's 5,639-byte NIS file cannot be written.
   const std::string smallDisk = "trap '' XFSZ; ulimit -f 4;";
   const CliCase cases[] = {
-      {"--version", 0, "Reelwright v0.9.0.0b\n", "", {}},
+      {"--version", 0, "Reelwright v0.9.0.0b\nreelwright 0.9.0\n", "", {}},
       {"--help", 0, kUsage, "", {}},
       {"", 2, "", kUsage, {}},
       {"export", 2, "", "reelwright: error: export needs a model file\n" + kSeeHelp, {}},

@@ -1,0 +1,73 @@
+# Bash completion of the reelwright command: its commands, each command's options, and file
+# names by extension: models (.ms3d, .gltf, .glb) for export, NIS files for dump and check, and a
+# .script as check's second file. Installed as share/bash-completion/completions/reelwright; or
+# source it from ~/.bashrc.
+
+# Adds to COMPREPLY the folders and the files whose names end in "." and one of EXTENSIONS (in any
+# letter case) that start with CUR; with no EXTENSIONS, every file.
+_reelwright_files() {  # CUR EXTENSIONS...
+  local cur=$1 path lower ext
+  shift
+  while IFS= read -r path; do
+    if [[ -d $path || $# -eq 0 ]]; then
+      COMPREPLY+=("$path")
+      continue
+    fi
+    lower=${path,,}
+    for ext; do
+      if [[ $lower == *."$ext" ]]; then
+        COMPREPLY+=("$path")
+        break
+      fi
+    done
+  done < <(compgen -f -- "$cur")
+  # Folders get a slash and names are quoted as needed (only while bash is completing).
+  compopt -o filenames 2>/dev/null || true
+}
+
+_reelwright() {
+  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
+  COMPREPLY=()
+  if ((COMP_CWORD == 1)); then
+    mapfile -t COMPREPLY < <(compgen -W "export dump check --help --version" -- "$cur")
+    return 0
+  fi
+
+  # The options of each command, and the file types of its file arguments in order (the last
+  # type serves every later file).
+  local options types
+  case ${COMP_WORDS[1]} in
+    export)
+      options="-o --output --log -f --force -q --quiet"
+      types=("ms3d gltf glb")
+      case $prev in
+        -o | --output) _reelwright_files "$cur" nis; return 0 ;;
+        --log) _reelwright_files "$cur"; return 0 ;;
+      esac
+      ;;
+    dump) options="--json --keys" types=("nis") ;;
+    check) options="" types=("nis" "script") ;;
+    *) return 0 ;;
+  esac
+  if [[ $cur == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
+    return 0
+  fi
+
+  # Which file argument this word is: count the file words before it, skipping options and the
+  # file names that follow -o, --output and --log.
+  local i files=0
+  for ((i = 2; i < COMP_CWORD; i++)); do
+    case ${COMP_WORDS[i]} in
+      -o | --output | --log) ((i++)) ;;
+      -*) ;;
+      *) ((files++)) ;;
+    esac
+  done
+  ((files < ${#types[@]})) || files=$((${#types[@]} - 1))
+  # shellcheck disable=SC2086  # the type list is meant to split into words
+  _reelwright_files "$cur" ${types[files]}
+  return 0
+}
+
+complete -F _reelwright reelwright

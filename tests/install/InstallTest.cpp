@@ -1,0 +1,119 @@
+// The manual page and the bash completion that the packages install: the page names exactly the
+// options --help names and renders without warnings; the completion completes in a real bash.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "cli/Cli.h"
+#include "tests/support/TestSupport.h"
+
+namespace rw {
+namespace {
+
+// Runs a shell command line; its exit code and stdout (stderr too when the line redirects it).
+struct ShellRun {
+  int code = -1;
+  std::string out;
+};
+ShellRun Shell(const std::string& command) {
+  ShellRun run;
+  std::FILE* pipe = popen(command.c_str(), "r");
+  char buffer[4096];
+  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.out.append(buffer, got);
+  const int status = pipe ? pclose(pipe) : -1;
+  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+bool HaveProgram(const std::string& name) { return Shell("command -v " + name + " >/dev/null 2>&1").code == 0; }
+
+// Every "-x" or "--name" in text that starts a word (or follows "[", "|" or "(").
+std::set<std::string> OptionsIn(const std::string& text) {
+  static const std::regex option(R"((?:^|[\s\[|(])(--?[a-z][a-z-]*))");
+  std::set<std::string> found;
+  for (std::sregex_iterator it(text.begin(), text.end(), option), end; it != end; ++it) found.insert((*it)[1]);
+  return found;
+}
+
+// The options the page documents: the tag line after each .TP, with roff's "\-" read as "-".
+std::set<std::string> PageOptions(const std::string& page) {
+  std::istringstream lines(page);
+  std::string line, tags;
+  for (bool tag = false; std::getline(lines, line); tag = line == ".TP") {
+    if (tag) tags += std::regex_replace(line, std::regex(R"(\\-)"), "-") + "\n";
+  }
+  return OptionsIn(tags);
+}
+
+TEST(ManualPage, DocumentsExactlyTheOptionsOfHelp) {
+  std::ostringstream help, err;
+  ASSERT_EQ(RunCli({"--help"}, help, err), kExitOk);
+  const std::set<std::string> inHelp = OptionsIn(help.str());
+  const std::set<std::string> inPage = PageOptions(test::ReadFileBytes(RW_MANUAL_PAGE));
+  // Guards the parsers: both lists hold the export options and --version.
+  for (const char* option : {"-o", "--output", "--log", "-f", "--quiet", "--json", "--keys", "--version"}) {
+    EXPECT_TRUE(inHelp.count(option)) << option << " not found in --help";
+    EXPECT_TRUE(inPage.count(option)) << option << " not found in the manual page";
+  }
+  EXPECT_EQ(inPage, inHelp) << "the manual page and --help name different options";
+}
+
+TEST(ManualPage, RendersWithoutWarnings) {
+  if (!HaveProgram("groff")) GTEST_SKIP() << "groff is not installed (Debian: groff-base)";
+  const ShellRun run = Shell("groff -ww -man -Tutf8 '" RW_MANUAL_PAGE "' 2>&1 >/dev/null");
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(run.out, "") << "groff's warnings";
+}
+
+// A command line being completed (its last word is the one under the cursor) and the sorted
+// completions, one per line. The scratch folder holds a.ms3d, B.GLB, c.gltf, fleet.nis,
+// "two words.nis", fleet.script, notes.txt and the folder shots.
+struct CompletionCase {
+  const char* name;
+  const char* words;
+  const char* completions;
+};
+
+// Shown in the test's name and in failures.
+void PrintTo(const CompletionCase& c, std::ostream* os) { *os << c.name; }
+
+class CompletionTest : public ::testing::TestWithParam<CompletionCase> {};
+
+TEST_P(CompletionTest, CompletesInBash) {
+  if (!HaveProgram("bash")) GTEST_SKIP() << "bash is not installed";
+  test::ScratchDir scratch;
+  for (const char* file : {"a.ms3d", "B.GLB", "c.gltf", "fleet.nis", "two words.nis", "fleet.script", "notes.txt"})
+    test::WriteFileBytes(scratch.Path(file), "");
+  std::filesystem::create_directory(scratch.Path("shots"));
+  test::WriteFileBytes(scratch.Path("complete.sh"), "source '" RW_COMPLETION "'\nCOMP_WORDS=(" +
+                                                      std::string(GetParam().words) +
+                                                      ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_reelwright\n"
+                                                      "printf '%s\\n' \"${COMPREPLY[@]}\" | LC_ALL=C sort\n");
+  const ShellRun run = Shell("cd '" + scratch.dir() + "' && bash --norc --noprofile complete.sh 2>&1");
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(run.out, GetParam().completions);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Completion, CompletionTest,
+    ::testing::Values(
+        CompletionCase{"CommandFromItsStart", "reelwright ex", "export\n"},
+        CompletionCase{"EveryCommand", "reelwright ''", "--help\n--version\ncheck\ndump\nexport\n"},
+        CompletionCase{"ExportOptions", "reelwright export a.ms3d -", "--force\n--log\n--output\n--quiet\n-f\n-o\n-q\n"},
+        CompletionCase{"ExportTakesModelsInAnyCase", "reelwright export ''", "B.GLB\na.ms3d\nc.gltf\nshots\n"},
+        CompletionCase{"ExportOutputIsNis", "reelwright export a.ms3d -o ''", "fleet.nis\nshots\ntwo words.nis\n"},
+        CompletionCase{"LogTakesAnyFile", "reelwright export --log f", "fleet.nis\nfleet.script\n"},
+        CompletionCase{"DumpOptions", "reelwright dump --", "--json\n--keys\n"},
+        CompletionCase{"CheckFirstFileIsNis", "reelwright check ''", "fleet.nis\nshots\ntwo words.nis\n"},
+        CompletionCase{"CheckSecondFileIsScript", "reelwright check fleet.nis ''", "fleet.script\nshots\n"},
+        CompletionCase{"UnknownCommandNothing", "reelwright bogus ''", "\n"}),
+    [](const ::testing::TestParamInfo<CompletionCase>& param) { return std::string(param.param.name); });
+
+}  // namespace
+}  // namespace rw
