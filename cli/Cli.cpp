@@ -7,6 +7,7 @@
 #include "export/PlugIn.h"
 #include "model/Ms3dReader.h"
 #include "cli/InspectCommands.h"
+#include "cli/PreviewCommand.h"
 #include "log/ExportLog.h"
 #include "cli/ConsolePlatform.h"
 
@@ -20,6 +21,7 @@ constexpr const char* kHelp =
     "  reelwright export MODEL.ms3d [-o OUT] [--log FILE] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
     "  reelwright check FILE.nis [FILE.script]\n"
+    "  reelwright preview FILE.nis [FILE.script] [-o OUT.html] [-f|--force]\n"
     "  reelwright --help | --version\n"
     "\n"
     "export  reads MODEL.ms3d and writes the NIS file OUT (default: MODEL.nis) and its\n"
@@ -30,6 +32,8 @@ constexpr const char* kHelp =
     "  -q, --quiet       do not print the log\n"
     "dump    shows the chunks of a NIS file.\n"
     "check   checks a NIS file (and its script) for consistency.\n"
+    "preview writes one HTML page (default: FILE.html) that plays the scene in a browser;\n"
+    "        the script defaults to FILE.script beside the NIS when it exists.\n"
     "\n"
     "Exit codes: 0 done; 1 the export reported an error; 2 bad arguments, unreadable\n"
     "model or refused output path (nothing written).\n";
@@ -163,6 +167,7 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "export") return RunExport(rest, out, err);
   if (command == "dump") return DumpCommand(rest, out, err);
   if (command == "check") return CheckCommand(rest, out, err);
+  if (command == "preview") return PreviewCommand(rest, out, err);
   return UsageError(err, "unknown command " + command);
 }
 
