@@ -50,11 +50,12 @@
     return Slope(tan[0], tan[1]);
   }
 
-  // Outside the keys: 0 holds the end value, 1 goes on along the end tangent.
+  // Outside the keys: 0 holds the end value, 1 goes on along the end's inner tangent (the
+  // first key's out side, the last key's in side: the outer handles are (0, 0) in the second layout).
   function Extrapolate(curve, i, mode, t) {
     var k = curve.keys[i];
     if (mode !== 1) return k.value;
-    return k.value + (t - k.time) * KeySlope(curve, i, i !== 0);
+    return k.value + (t - k.time) * KeySlope(curve, i, i === 0);
   }
 
   // The value of a curve (with keys) at time t in seconds.
