@@ -66,10 +66,22 @@ void Tangent(double v0, double v1, float& x, float& y) {
 
 std::string BuildNis(const std::vector<Entity>& entities, const std::vector<std::string>& cameras) {
   const char* const suffixes[6] = {"_translateX", "_translateY", "_translateZ", "_rotateX", "_rotateY", "_rotateZ"};
-  Bytes anim, lead, folw, cmra;
+  Bytes anim, nurb, path, lead, folw, cmra;
   anim.U32(uint32_t(1 + 6 * entities.size())).Text("ANIM_Empty").U32(0).U32(0).U32(0);
-  lead.U32(uint32_t(entities.size()));
-  folw.U32(uint32_t(entities.size()));
+  // Root|Rider rides a straight NURB curve of degree 1 from (0, 1, 2) to (3, 4, 5), evenly from
+  // 0.5 s to 2.5 s; its translate slots name helper nodes, as the game's files do.
+  nurb.U32(1).Text("curve1").U32(1).U32(1).U32(2);
+  for (double v : {0, 1, 2, 1, 3, 4, 5, 1}) nurb.F64(v);
+  nurb.U32(2).F64(0).F64(1);
+  path.U32(1).Text("path1").U8(0).U32(2).U32(1).Text("").Text("").Text("").Text("").F64(0.5).F64(2.5);
+  path.Text("curve1").U8(0).U32(0);
+  lead.U32(uint32_t(entities.size() + 1)).Text("LEAD_Root|Rider").Text("path1");
+  for (const char* slot : {"Rider_addDoubleLinear1", "Rider_addDoubleLinear2", "Rider_addDoubleLinear3", "", "", ""})
+    lead.Text(slot);
+  lead.s += std::string(48, '\0') + " ZYX";
+  folw.U32(uint32_t(entities.size() + 1)).Text("FOLW_Root|Rider").Text("LEAD_Root|Rider").Text("Ship").Text("");
+  for (int c = 0; c < 6; ++c) folw.Text("");
+  folw.s += std::string(48, '\0') + " ZYX";
   for (const Entity& e : entities) {
     lead.Text("LEAD_" + e.path).Text("");
     for (int c = 0; c < 6; ++c) {
@@ -93,7 +105,8 @@ std::string BuildNis(const std::vector<Entity>& entities, const std::vector<std:
     cmra.Text(name).Text("FOLW_Root|" + name).Text("").Text("").Text("");
     for (double v : {21.8, 31.92, 24.0, 1.0, 10000000.0}) cmra.F64(v);
   }
-  return test::NisForm(test::NisHead(24, 0, 3) + Chunk("ANIM", anim.s) + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
+  return test::NisForm(test::NisHead(24, 0, 3) + Chunk("ANIM", anim.s) + Chunk("NURB", nurb.s) + Chunk("PATH", path.s) +
+                       Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
                        Chunk("CMRA", cmra.s));
 }
 
@@ -302,11 +315,18 @@ const PageReading& PreviewPages::Generated() {
     ['XYZ', 'XZY', 'YXZ', 'YZX', 'ZXY', 'ZYX'].forEach(function (o) { put(o, ...api.evaluate('FOLW_Root|Order' + o, 1).matrix); });
     [0, 0.99, 1, 1.99, 2, 3].forEach(function (t) { say('camera@' + t, api.activeCamera(t)); });
     put('fov', api.verticalFov('CAM_A', 1));
+    put('rider', ...api.evaluate('FOLW_Root|Rider', 1.5).position);
     say('issues', api.issues.join(' | '));
     var bezier = {layout: 'bezier', preInfinity: 0, postInfinity: 1, keys: [
       {time: 0, value: 0, inHandle: [0, 0], outHandle: [1, 4]},
       {time: 3, value: 1, inHandle: [2, -2], outHandle: [0, 0]}]};
     put('bezier', ...[0, 0.75, 1.5, 3, 4].map(function (t) { return api.evaluateCurve(bezier, t); }));
+    var keys = [0, 0, 0], tcb = [[0, 0, 0], [0, 0, 0], [0, 0, 0]];
+    var older = reelwrightPreviewLibrary.MakeApi(reelwrightPreviewLibrary.BuildModel({layout: 'crannnberry',
+      crannnberry: {info: {start: 0, end: 2}, cameras: [], objects: [{name: 'Hgn_MS', instance: 0, parent: -1,
+        timeOffset: -1, times: [0, 1, 2], tcb: tcb, x: [0, 1, 4], y: [0, -2, 0], z: keys, rotateX: keys,
+        rotateY: [0, 0.5, 0], rotateZ: keys}]}}, null));
+    put('crannnberry', ...[0, 1, 2].map(function (t) { return older.evaluate('Hgn_MS#0', t).local; }).flat());
   )");
   return reading;
 }
@@ -403,7 +423,7 @@ TEST_P(RotationOrder, ComposesTheTurnsInTheRecordsOrder) {
 INSTANTIATE_TEST_SUITE_P(Preview, RotationOrder, ::testing::ValuesIn(kOrders),
                          [](const ::testing::TestParamInfo<const char*>& order) { return std::string(order.param); });
 
-TEST_F(PreviewPages, GeneratedCutsFieldOfViewAndWhatCouldNotBePlaced) {
+TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) {
   const PageReading& page = Generated();
   ASSERT_TRUE(page.loaded);
   const std::pair<const char*, const char*> cuts[] = {{"0", "CAM_A"},    {"0.99", "CAM_A"}, {"1", "CAM_B"},
@@ -411,6 +431,8 @@ TEST_F(PreviewPages, GeneratedCutsFieldOfViewAndWhatCouldNotBePlaced) {
   for (const auto& [time, camera] : cuts)
     EXPECT_EQ(Unescape(page.texts.at(std::string("camera@") + time)), std::string("\"") + camera + "\"") << time << " s";
   EXPECT_NEAR(page.values.at("fov").at(0), 2 * std::atan(12 / 21.8) * 180 / M_PI, 1e-9);
+  const std::vector<double> rider = {1.5, 2.5, 3.5};  // halfway along its path at 1.5 s
+  EXPECT_EQ(page.values.at("rider"), rider);
   const std::string issues = Unescape(page.texts.at("issues"));
   EXPECT_NE(issues.find("FOLW_Root|Lost: leader \\\"LEAD_Nowhere\\\" is not in the file"), std::string::npos) << issues;
 }
@@ -425,6 +447,14 @@ TEST_F(PreviewPages, BezierLayoutCurve) {
   const std::vector<double>& got = page.values.at("bezier");
   ASSERT_EQ(got.size(), expected.size());
   for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expected[i], 1e-12) << "sample " << i;
+}
+
+// The older layout's objects pass through their keys.
+TEST_F(PreviewPages, CrannnberryObjectAtItsKeys) {
+  const PageReading& page = Generated();
+  ASSERT_TRUE(page.loaded);
+  const std::vector<double> expected = {0, 0, 0, 0, 0, 0, 1, -2, 0, 0, 0.5, 0, 4, 0, 0, 0, 0, 0};
+  EXPECT_EQ(page.values.at("crannnberry"), expected);
 }
 
 // The command: arguments, exit codes, messages, and what it leaves, without a browser.
