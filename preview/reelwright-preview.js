@@ -591,7 +591,7 @@
       scene.add(line);
       var marker = MarkerFor(e, size);
       scene.add(marker);
-      var label = Element('div', 'label ' + e.kind, e.label);
+      var label = Element('div', 'label ' + e.kind, e.label.substring(e.label.lastIndexOf('|') + 1));
       labels.appendChild(label);
       var o = {entity: e, marker: marker, label: label};
       if (e.camera) {
@@ -623,7 +623,7 @@
     var shotCamera = new THREE.PerspectiveCamera(45, 1, 1, 1e7);
     shotCamera.matrixAutoUpdate = false;
 
-    var state = {time: model.start, playing: false, speed: 1, mode: 'orbit', last: null};
+    var state = {time: model.start, playing: false, speed: 1, mode: 'orbit', last: null, dirty: true};
     var ui = BuildControls(model, root, state);
 
     function Draw() {
@@ -671,15 +671,18 @@
       ui.show(t, active);
     }
 
+    // Draws only while playing or after a change: a still page costs nothing.
     function Frame(now) {
       if (state.playing && state.last !== null) {
         state.time += (now - state.last) / 1000 * state.speed;
         if (state.time >= model.end) { state.time = model.end; state.playing = false; }
       }
       state.last = now;
-      Draw();
+      if (state.playing || state.dirty) { state.dirty = false; Draw(); }
       global.requestAnimationFrame(Frame);
     }
+    controls.addEventListener('change', function () { state.dirty = true; });
+    global.addEventListener('resize', function () { state.dirty = true; });
     api.setTime = function (t) { state.time = Math.min(Math.max(t, model.start), model.end); Draw(); };
     api.setView = function (mode) { state.mode = mode; Draw(); };
     api.draw = Draw;
@@ -704,17 +707,19 @@
     var marks = root.querySelector('#marks');
     var span = model.end - model.start;
     slider.min = model.start; slider.max = model.end; slider.step = 1 / model.fps;
-    slider.addEventListener('input', function () { state.time = parseFloat(slider.value); state.playing = false; });
+    slider.addEventListener('input', function () { state.time = parseFloat(slider.value); state.playing = false; state.dirty = true; });
     function Toggle() {
       if (state.time >= model.end) state.time = model.start;
       state.playing = !state.playing;
+      state.dirty = true;
     }
     function Step(frames) {
       state.playing = false;
       var frame = Math.round(state.time * model.fps) + frames;
       state.time = Math.min(Math.max(frame / model.fps, model.start), model.end);
+      state.dirty = true;
     }
-    function SwitchView() { state.mode = state.mode === 'orbit' ? 'camera' : 'orbit'; }
+    function SwitchView() { state.mode = state.mode === 'orbit' ? 'camera' : 'orbit'; state.dirty = true; }
     play.addEventListener('click', Toggle);
     speed.addEventListener('change', function () { state.speed = parseFloat(speed.value); });
     viewButton.addEventListener('click', SwitchView);
@@ -731,7 +736,7 @@
       var where = e.block ? ' (' + e.block + ')' : '';
       var text = e.time.toFixed(3).replace(/\.?0+$/, '') + ' s: ' + e.text + where + (e.afterEnd ? ': after the end' : '');
       var item = Element('li', e.afterEnd ? 'late' : '', text);
-      item.addEventListener('click', function () { state.time = Math.min(e.time, model.end); state.playing = false; });
+      item.addEventListener('click', function () { state.time = Math.min(e.time, model.end); state.playing = false; state.dirty = true; });
       list.appendChild(item);
       if (e.afterEnd || e.time < model.start) return;
       var mark = Element('div', 'mark' + (e.function === 'cameraCut' ? ' cut' : ''));

@@ -197,7 +197,7 @@ PageReading ReadPage(const std::string& chromium, const std::string& dir, const 
                                    "' --headless --no-sandbox --disable-gpu --enable-unsafe-swiftshader "
                                    "--disable-background-networking --disable-component-update --disable-sync "
                                    "--no-first-run --user-data-dir='" + dir + "/profile' --window-size=1000,600 "
-                                   "--virtual-time-budget=3000 --dump-dom 'file://" + dir + "/probe-" + page + hash + "'");
+                                   "--virtual-time-budget=1500 --dump-dom 'file://" + dir + "/probe-" + page + hash + "'");
   PageReading reading;
   const size_t start = run.out.find("<pre id=\"rw-probe\">"), end = run.out.find("</pre>", start);
   if (start == std::string::npos || end == std::string::npos) return reading;
@@ -456,6 +456,32 @@ TEST_F(PreviewPages, CrannnberryObjectAtItsKeys) {
   const std::vector<double> expected = {0, 0, 0, 0, 0, 0, 1, -2, 0, 0, 0.5, 0, 4, 0, 0, 0, 0, 0};
   EXPECT_EQ(page.values.at("crannnberry"), expected);
 }
+
+// Every real model's export gets a page that loads cleanly and places every follower at finite
+// points over the whole scene.
+class SampleExport : public PreviewPages, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(SampleExport, PagePlacesEveryFollower) {
+  const std::string model = std::string(RW_SAMPLES_DIR) + "/" + GetParam() + ".ms3d";
+  if (!test::FileExists(model)) GTEST_SKIP() << "sample models not found in " RW_SAMPLES_DIR;
+  const std::string dir = scratch_->dir(), name = GetParam();
+  ASSERT_EQ(Reelwright(dir, "export '" + model + "' -q -f -o " + name + ".nis").code, 0);
+  ASSERT_EQ(Reelwright(dir, "preview " + name + ".nis -f").code, 0);
+  const PageReading page = ReadPage(*chromium_, dir, name + ".html", R"(
+    var bad = 0, m = api.model;
+    m.entities.forEach(function (e) { [0, 0.5, 1].forEach(function (f) {
+      api.evaluate(e.name, m.start + f * (m.end - m.start)).matrix.forEach(function (v) { if (!isFinite(v)) ++bad; });
+    }); });
+    put('placed', m.entities.length, (m.doc.followers.length - 1), bad);
+  )");
+  ExpectNoPageErrors(page);
+  const std::vector<double>& placed = page.values.at("placed");
+  EXPECT_EQ(placed[0], placed[1]) << "objects drawn, followers but the placeholder";
+  EXPECT_EQ(placed[2], 0) << "matrix elements that are not finite";
+}
+INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
+                         ::testing::Values("bonesgroup", "hog", "model", "mrbox", "ninja", "skeleton"),
+                         [](const ::testing::TestParamInfo<const char*>& sample) { return std::string(sample.param); });
 
 // The command: arguments, exit codes, messages, and what it leaves, without a browser.
 TEST(PreviewCommand, ArgumentsExitCodesAndFiles) {
