@@ -221,7 +221,11 @@
     });
     var info = doc.info;
     if (info && Finite(info.fps) && info.fps > 0) model.fps = info.fps;
+    else if (doc.layout === 'crannnberry') model.notes.push('the file gives no frame rate: frames are counted at 24 per second');
     else Issue('INFO gives no frame rate above 0: played at 24 frames per second');
+    if (doc.leaderVariant === 'older' || doc.followerVariant === 'older') {
+      model.notes.push('older record layout: no rotation order, XYZ assumed; follower classes are numbers');
+    }
     if (info) {
       // Our exporter writes whole seconds and never more than one second past the last key; the
       // game's files write frame numbers. A range end that far past the keys is read as frames.

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "examples/FleetScene.h"
+#include "preview/PreviewPage.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -250,7 +251,9 @@ Matrix3 Euler(const std::string& order, const double angles[3]) {
   return m;
 }
 
-// The page's pages are made once per program run, in one scratch folder.
+const char kNoLibrary[] = "reelwright was built without three.js (Debian: apt-get install libjs-three): preview tests skipped";
+
+// The pages are made once per program run, in one scratch folder.
 class PreviewPages : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -270,6 +273,7 @@ class PreviewPages : public ::testing::Test {
     delete chromium_;
   }
   void SetUp() override {
+    if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
     ASSERT_EQ(made_->code, 0) << made_->err;
     if (chromium_->empty()) GTEST_SKIP() << "chromium is not installed (Debian: apt-get install chromium): browser tests skipped";
   }
@@ -485,6 +489,7 @@ INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
 
 // The command: arguments, exit codes, messages, and what it leaves, without a browser.
 TEST(PreviewCommand, ArgumentsExitCodesAndFiles) {
+  if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
   test::ScratchDir scratch;
   const std::string nis = BuildNis({Make("Root|Base", {}, {1, 1, 1, 0, 0, 0})}, {});
   const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
