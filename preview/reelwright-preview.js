@@ -416,14 +416,13 @@
         return arrays.map(function (a) { return a ? EvaluateTcb(r.times, a, r.tcb, t - offset) : 0; });
       }};
     }
-    (c.objects || []).forEach(function (o, i) {
+    (c.objects || []).forEach(function (o) {
       var e = {name: o.name + '#' + o.instance, kind: 'ship', label: o.name + ' #' + o.instance, record: o, path: '', parent: null,
                own: Source(o)};
       if (!e.own) { model.issues.push('object ' + e.label + ': no keys in the document: not drawn'); return; }
       model.entities.push(e);
       model.byName[e.name] = e;
       if (o.parent !== -1) model.issues.push('object ' + e.label + ': parent ' + o.parent + ' is not followed: placed at the top');
-      void i;
     });
     (c.cameras || []).forEach(function (r, i) {
       var e = {name: 'camera #' + (i + 1), kind: 'camera', label: 'camera #' + (i + 1), record: r, path: '', parent: null, own: Source(r)};
