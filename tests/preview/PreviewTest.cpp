@@ -164,6 +164,14 @@ std::string Chromium() {
   return "";
 }
 
+// The DOM dump escapes these in text.
+std::string Unescape(std::string s) {
+  for (const auto& [from, to] : {std::pair<std::string, std::string>{"&lt;", "<"}, {"&gt;", ">"}, {"&amp;", "&"}}) {
+    for (size_t at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size())) s.replace(at, from.size(), to);
+  }
+  return s;
+}
+
 // What the probe wrote: one line per name, "name number number ...", and the page's errors.
 struct PageReading {
   std::map<std::string, std::vector<double>> values;
@@ -173,9 +181,9 @@ struct PageReading {
 };
 
 // Opens a copy of page with an error recorder at the start and probeJs at the end, which calls
-// put(name, numbers...) and say(name, text) after the page has started. Returns what it wrote.
+// put(name, numbers...) and say(name, text on one line) after the page has started. Returns what it wrote.
 PageReading ReadPage(const std::string& chromium, const std::string& dir, const std::string& page,
-                     const std::string& probeJs, const std::string& hash = "") {
+                     const std::string& probeJs) {
   const std::string recorder =
       "<script>window.rwErrors=[];window.addEventListener('error',function(e){rwErrors.push(e.message);});"
       "var rwConsoleError=console.error;console.error=function(){rwErrors.push([].join.call(arguments,' '));"
@@ -183,7 +191,7 @@ PageReading ReadPage(const std::string& chromium, const std::string& dir, const 
   const std::string probe =
       "<script>setTimeout(function(){var lines=[];var api=window.reelwrightPreview;"
       "function put(n){lines.push(n+' '+[].slice.call(arguments,1).map(String).join(' '));}"
-      "function say(n,t){lines.push(n+' '+JSON.stringify(String(t)));}"
+      "function say(n,t){lines.push(n+' ='+String(t).replace(/\\n/g,' '));}"
       "try{" + probeJs + "}catch(e){rwErrors.push('probe: '+e);}"
       "var o=document.createElement('pre');o.id='rw-probe';o.textContent=lines.join('\\n')+'\\n@errors '+"
       "JSON.stringify(rwErrors.join(' | '));document.body.appendChild(o);},300);</script>";
@@ -198,7 +206,7 @@ PageReading ReadPage(const std::string& chromium, const std::string& dir, const 
                                    "' --headless --no-sandbox --disable-gpu --enable-unsafe-swiftshader "
                                    "--disable-background-networking --disable-component-update --disable-sync "
                                    "--no-first-run --user-data-dir='" + dir + "/profile' --window-size=1000,600 "
-                                   "--virtual-time-budget=1500 --dump-dom 'file://" + dir + "/probe-" + page + hash + "'");
+                                   "--virtual-time-budget=1500 --dump-dom 'file://" + dir + "/probe-" + page + "'");
   PageReading reading;
   const size_t start = run.out.find("<pre id=\"rw-probe\">"), end = run.out.find("</pre>", start);
   if (start == std::string::npos || end == std::string::npos) return reading;
@@ -209,23 +217,14 @@ PageReading ReadPage(const std::string& chromium, const std::string& dir, const 
     const std::string name = line.substr(0, space), rest = space == std::string::npos ? "" : line.substr(space + 1);
     if (name == "@errors") {
       reading.errors = rest == "\"\"" ? "" : rest;
-    } else if (!rest.empty() && rest[0] == '"') {
-      reading.texts[name] = rest;
+    } else if (!rest.empty() && rest[0] == '=') {
+      reading.texts[name] = Unescape(rest.substr(1));
     } else {
       std::istringstream numbers(rest);
       for (std::string n; numbers >> n;) reading.values[name].push_back(std::strtod(n.c_str(), nullptr));
     }
   }
   return reading;
-}
-
-// The HTML dump escapes these; the probe's texts are JSON inside it.
-std::string Unescape(std::string s) {
-  for (const auto& [from, to] : {std::pair<std::string, std::string>{"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""},
-                                 {"&amp;", "&"}}) {
-    for (size_t at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size())) s.replace(at, from.size(), to);
-  }
-  return s;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -389,8 +388,8 @@ TEST_F(PreviewPages, ExampleCameraCutsAndViewThroughTheCamera) {
   const PageReading& page = Example();
   ASSERT_TRUE(page.loaded);
   // The example's script cuts once, at 0, to its one camera.
-  EXPECT_EQ(Unescape(page.texts.at("cuts")), "\"1\"");
-  EXPECT_EQ(Unescape(page.texts.at("cut0")), "\"0 CAM_Main CAM_Main\"");
+  EXPECT_EQ(page.texts.at("cuts"), "1");
+  EXPECT_EQ(page.texts.at("cut0"), "0 CAM_Main CAM_Main");
   const std::vector<double>& pixels = page.values.at("pixels");
   ASSERT_EQ(pixels.size(), 2u);
   EXPECT_GT(pixels[0], pixels[1] * 0.002) << "the view through the camera at frame 48 is (nearly) blank";
@@ -433,12 +432,12 @@ TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) 
   const std::pair<const char*, const char*> cuts[] = {{"0", "CAM_A"},    {"0.99", "CAM_A"}, {"1", "CAM_B"},
                                                       {"1.99", "CAM_B"}, {"2", "CAM_A"},    {"3", "CAM_A"}};
   for (const auto& [time, camera] : cuts)
-    EXPECT_EQ(Unescape(page.texts.at(std::string("camera@") + time)), std::string("\"") + camera + "\"") << time << " s";
+    EXPECT_EQ(page.texts.at(std::string("camera@") + time), camera) << time << " s";
   EXPECT_NEAR(page.values.at("fov").at(0), 2 * std::atan(12 / 21.8) * 180 / M_PI, 1e-9);
   const std::vector<double> rider = {1.5, 2.5, 3.5};  // halfway along its path at 1.5 s
   EXPECT_EQ(page.values.at("rider"), rider);
-  const std::string issues = Unescape(page.texts.at("issues"));
-  EXPECT_NE(issues.find("FOLW_Root|Lost: leader \\\"LEAD_Nowhere\\\" is not in the file"), std::string::npos) << issues;
+  const std::string& issues = page.texts.at("issues");
+  EXPECT_NE(issues.find("FOLW_Root|Lost: leader \"LEAD_Nowhere\" is not in the file"), std::string::npos) << issues;
 }
 
 // The second curve layout: absolute handles, here at the thirds of the gap in time, so the value
