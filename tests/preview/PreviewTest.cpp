@@ -3,6 +3,7 @@
 // and compared with values worked out here from the model.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
@@ -40,6 +41,7 @@ Outcome Run(const std::string& dir, const std::string& command) {
   const int status = pipe ? pclose(pipe) : -1;
   outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   outcome.err = test::ReadFileBytes(errPath);
+  std::remove(errPath.c_str());
   return outcome;
 }
 
@@ -158,8 +160,11 @@ const char kGeneratedScript[] =
 std::string Chromium() {
   if (const char* chosen = std::getenv("REELWRIGHT_CHROMIUM")) return chosen;
   for (const char* name : {"chromium", "chromium-browser", "google-chrome"}) {
-    const std::string found = Run("/", std::string("command -v ") + name).out;
-    if (!found.empty()) return found.substr(0, found.find('\n'));
+    std::FILE* pipe = popen((std::string("command -v ") + name + " 2>/dev/null").c_str(), "r");
+    char path[4096] = {};
+    const bool found = pipe && std::fgets(path, sizeof path, pipe);
+    if (pipe) pclose(pipe);
+    if (found) return std::string(path).substr(0, std::string(path).find('\n'));
   }
   return "";
 }
@@ -257,8 +262,11 @@ class PreviewPages : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     chromium_ = new std::string(Chromium());
-    scratch_ = new test::ScratchDir();
-    const std::string dir = scratch_->dir();
+    // One folder per process: ctest runs each case in a process of its own, maybe side by side.
+    dir_ = new std::string(std::string(RW_BINARY_DIR) + "/scratch/PreviewPages." + std::to_string(getpid()));
+    std::filesystem::remove_all(*dir_);
+    std::filesystem::create_directories(*dir_);
+    const std::string& dir = *dir_;
     Outcome made = Reelwright(dir, "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o fleet.nis");
     made = made.code ? made : Reelwright(dir, "preview fleet.nis");
     test::WriteFileBytes(dir + "/scene.nis", BuildNis(GeneratedEntities(), {"CAM_A", "CAM_B"}));
@@ -267,8 +275,10 @@ class PreviewPages : public ::testing::Test {
     made_ = new Outcome(made);
   }
   static void TearDownTestSuite() {
+    std::error_code ignored;
+    std::filesystem::remove_all(*dir_, ignored);
     delete made_;
-    delete scratch_;
+    delete dir_;
     delete chromium_;
   }
   void SetUp() override {
@@ -280,17 +290,17 @@ class PreviewPages : public ::testing::Test {
   static const PageReading& Generated();
 
   static std::string* chromium_;
-  static test::ScratchDir* scratch_;
+  static std::string* dir_;
   static Outcome* made_;
 };
 std::string* PreviewPages::chromium_ = nullptr;
-test::ScratchDir* PreviewPages::scratch_ = nullptr;
+std::string* PreviewPages::dir_ = nullptr;
 Outcome* PreviewPages::made_ = nullptr;
 
 // Every bone of the example at every key time, its active camera at each cut, and the pixels the
 // view through the camera drew at frame 48.
 const PageReading& PreviewPages::Example() {
-  static const PageReading reading = ReadPage(*chromium_, scratch_->dir(), "fleet.html", R"(
+  static const PageReading reading = ReadPage(*chromium_, *dir_, "fleet.html", R"(
     var names = ['FOLW_Root|Fleet', 'FOLW_Root|Fleet|Ship1', 'FOLW_Root|CAM_Main'];
     var times = api.model.curves['ANIM_Root|Fleet_translateX'].keys.map(function (k) { return k.time; });
     put('times', ...times);
@@ -311,7 +321,7 @@ const PageReading& PreviewPages::Example() {
 }
 
 const PageReading& PreviewPages::Generated() {
-  static const PageReading reading = ReadPage(*chromium_, scratch_->dir(), "scene.html", R"(
+  static const PageReading reading = ReadPage(*chromium_, *dir_, "scene.html", R"(
     ['FOLW_Root|Base', 'FOLW_Root|Base|Child'].forEach(function (n) {
       [1, 3].forEach(function (t) { var e = api.evaluate(n, t); put(n + '@' + t, ...e.local, ...e.position); });
     });
@@ -467,7 +477,7 @@ class SampleExport : public PreviewPages, public ::testing::WithParamInterface<c
 TEST_P(SampleExport, PagePlacesEveryFollower) {
   const std::string model = std::string(RW_SAMPLES_DIR) + "/" + GetParam() + ".ms3d";
   if (!test::FileExists(model)) GTEST_SKIP() << "sample models not found in " RW_SAMPLES_DIR;
-  const std::string dir = scratch_->dir(), name = GetParam();
+  const std::string dir = *dir_, name = GetParam();
   ASSERT_EQ(Reelwright(dir, "export '" + model + "' -q -f -o " + name + ".nis").code, 0);
   ASSERT_EQ(Reelwright(dir, "preview " + name + ".nis -f").code, 0);
   const PageReading page = ReadPage(*chromium_, dir, name + ".html", R"(
