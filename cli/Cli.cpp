@@ -12,6 +12,7 @@
 #include "model/Ms3dReader.h"
 #include "cli/InspectCommands.h"
 #include "cli/OutputPlan.h"
+#include "cli/PreviewCommand.h"
 #include "cli/StagedFiles.h"
 #include "log/ExportLog.h"
 #include "scene/Scene.h"
@@ -27,6 +28,7 @@ constexpr const char* kHelp =
     "  reelwright export MODEL.ms3d [-o OUT] [--log FILE] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
     "  reelwright check FILE.nis [FILE.script] [--strict]\n"
+    "  reelwright preview FILE.nis [FILE.script] [-o OUT.html] [-f|--force]\n"
     "  reelwright --help | --version\n"
     "\n"
     "export  reads MODEL.ms3d and writes the NIS file OUT (default: MODEL.nis) and its\n"
@@ -39,6 +41,8 @@ constexpr const char* kHelp =
     "check   checks a NIS file (and its script) for consistency: one line per error (the\n"
     "        file is broken) or warning (legal but suspicious).\n"
     "  --strict          count warnings as errors\n"
+    "preview writes one HTML page (default: FILE.html) that plays the scene in a browser;\n"
+    "        the script defaults to FILE.script beside the NIS when it exists.\n"
     "\n"
     "Exit codes: 0 done; 1 the export reported an error, dump found structural faults or\n"
     "check found an error; 2 bad arguments, unreadable input or refused output path\n"
@@ -209,6 +213,7 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "export") return RunExport(rest, out, err);
   if (command == "dump") return DumpCommand(rest, out, err);
   if (command == "check") return CheckCommand(rest, out, err);
+  if (command == "preview") return PreviewCommand(rest, out, err);
   return UsageError(err, "unknown command " + command);
 }
 
