@@ -1,6 +1,6 @@
 # Bash completion of the reelwright command: its commands, each command's options, and file
-# names by extension: models (.ms3d, .gltf, .glb) for export, NIS files for dump and check, and a
-# .script as check's second file. Installed as share/bash-completion/completions/reelwright; or
+# names by extension: models (.ms3d, .gltf, .glb) for export, NIS files for dump, check and preview,
+# and a .script as their second file. Installed as share/bash-completion/completions/reelwright; or
 # source it from ~/.bashrc.
 
 # Adds to COMPREPLY the folders and the files whose names end in "." and one of EXTENSIONS (in any
@@ -29,7 +29,7 @@ _reelwright() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    mapfile -t COMPREPLY < <(compgen -W "export dump check --help --version" -- "$cur")
+    mapfile -t COMPREPLY < <(compgen -W "export dump check preview --help --version" -- "$cur")
     return 0
   fi
 
@@ -46,7 +46,14 @@ _reelwright() {
       esac
       ;;
     dump) options="--json --keys" types=("nis") ;;
-    check) options="" types=("nis" "script") ;;
+    check) options="--strict" types=("nis" "script") ;;
+    preview)
+      options="-o --output -f --force"
+      types=("nis" "script")
+      case $prev in
+        -o | --output) _reelwright_files "$cur" html; return 0 ;;
+      esac
+      ;;
     *) return 0 ;;
   esac
   if [[ $cur == -* ]]; then

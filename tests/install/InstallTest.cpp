@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
     Completion, CompletionTest,
     ::testing::Values(
         CompletionCase{"CommandFromItsStart", "reelwright ex", "export\n"},
-        CompletionCase{"EveryCommand", "reelwright ''", "--help\n--version\ncheck\ndump\nexport\n"},
+        CompletionCase{"EveryCommand", "reelwright ''", "--help\n--version\ncheck\ndump\nexport\npreview\n"},
         CompletionCase{"ExportOptions", "reelwright export a.ms3d -", "--force\n--log\n--output\n--quiet\n-f\n-o\n-q\n"},
         CompletionCase{"ExportTakesModelsInAnyCase", "reelwright export ''", "B.GLB\na.ms3d\nc.gltf\nshots\n"},
         CompletionCase{"ExportOutputIsNis", "reelwright export a.ms3d -o ''", "fleet.nis\nshots\ntwo words.nis\n"},
