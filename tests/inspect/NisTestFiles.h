@@ -15,29 +15,10 @@
 
 #include "inspect/Check.h"
 #include "inspect/NisDocument.h"
+#include "tests/support/ByteBuilder.h"
 
 namespace rw::test {
 
-// Little-endian payload bytes, appended in call order.
-struct Bytes {
-  std::string s;
-  Bytes& Le(uint64_t v, int size) {
-    for (int i = 0; i < size; ++i) s += char(v >> (8 * i));
-    return *this;
-  }
-  Bytes& U8(uint8_t v) { return Le(v, 1); }
-  Bytes& U16(uint16_t v) { return Le(v, 2); }
-  Bytes& U32(uint32_t v) { return Le(v, 4); }
-  Bytes& F32(float v) { uint32_t u; std::memcpy(&u, &v, 4); return Le(u, 4); }
-  Bytes& F64(double v) { uint64_t u; std::memcpy(&u, &v, 8); return Le(u, 8); }
-  Bytes& Text(const std::string& t) { U32(uint32_t(t.size())).s += t; return *this; }
-};
-
-// A plain chunk: id, big-endian length, payload.
-inline std::string Chunk(const std::string& id, const std::string& payload) {
-  uint32_t n = uint32_t(payload.size());
-  return id + std::string{char(n >> 24), char(n >> 16), char(n >> 8), char(n)} + payload;
-}
 inline std::string NisForm(const std::string& chunks) { return Chunk("FORM", "NIS " + chunks); }
 inline std::string NisHead(uint32_t fps, uint32_t start, uint32_t end) {
   return Chunk("NAME", "Homeworld2 NIS File") + Chunk("VERS", Bytes().U32(256).s) +

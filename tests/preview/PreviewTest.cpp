@@ -470,6 +470,36 @@ TEST_F(PreviewPages, CrannnberryObjectAtItsKeys) {
   EXPECT_EQ(page.values.at("crannnberry"), expected);
 }
 
+// Files of the game's own kinds, made by the inspector's builders, through the whole road: the
+// reader's second curve layout and the Crannnberry layout reach the page, which animates them.
+TEST_F(PreviewPages, GameLayoutsEndToEnd) {
+  const std::string dir = *dir_;
+  test::WriteFileBytes(dir + "/game.nis", test::GameScene().Build());
+  test::WriteFileBytes(dir + "/older.nis", test::CrannnberryTestFile().Build());
+  for (const char* name : {"game", "older"}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(Reelwright(dir, std::string("preview ") + name + ".nis -f").code, 0);
+    const PageReading page = ReadPage(*chromium_, dir, std::string(name) + ".html", R"(
+      var m = api.model, bezier = 0, bad = 0;
+      (m.doc.curves || []).forEach(function (c) { if (c.layout === 'bezier') ++bezier; });
+      m.entities.forEach(function (e) { [0, 0.5, 1].forEach(function (f) {
+        api.evaluate(e.name, m.start + f * (m.end - m.start)).matrix.forEach(function (v) { if (!isFinite(v)) ++bad; });
+      }); });
+      put('read', m.doc.layout === 'crannnberry' ? 1 : 0, bezier, m.entities.length, bad);
+    )");
+    ExpectNoPageErrors(page);
+    const std::vector<double> read = page.values.at("read");  // layout, flagged curves, objects, bad values
+    ASSERT_EQ(read.size(), 4u);
+    if (std::string(name) == "older") {
+      EXPECT_EQ(read, (std::vector<double>{1, 0, 3, 0})) << "two objects and a camera";
+    } else {
+      EXPECT_EQ(read[1], 1) << "the flagged curve";
+      EXPECT_GT(read[2], 0) << "objects placed";
+      EXPECT_EQ(read[3], 0) << "matrix elements that are not finite";
+    }
+  }
+}
+
 // Every real model's export gets a page that loads cleanly and places every follower at finite
 // points over the whole scene.
 class SampleExport : public PreviewPages, public ::testing::WithParamInterface<const char*> {};
