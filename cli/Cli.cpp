@@ -1,11 +1,14 @@
 #include "cli/Cli.h"
 
+#include <cctype>
 #include <cstdio>
 #include <memory>
 #include <ostream>
 
 #include "export/PlugIn.h"
+#include "model/GltfReader.h"
 #include "model/Ms3dReader.h"
+#include "scene/CommentOptions.h"
 #include "cli/InspectCommands.h"
 #include "log/ExportLog.h"
 #include "cli/ConsolePlatform.h"
@@ -17,14 +20,17 @@ constexpr const char* kProgram = "reelwright";
 
 constexpr const char* kHelp =
     "Usage:\n"
-    "  reelwright export MODEL.ms3d [-o OUT] [--log FILE] [-f|--force] [-q|--quiet]\n"
+    "  reelwright export MODEL.ms3d|SCENE.gltf|SCENE.glb [-o OUT] [--animation NAME]\n"
+    "                    [--log FILE] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
     "  reelwright check FILE.nis [FILE.script]\n"
     "  reelwright --help | --version\n"
     "\n"
-    "export  reads MODEL.ms3d and writes the NIS file OUT (default: MODEL.nis) and its\n"
-    "        .script beside it, printing the export log as it runs.\n"
+    "export  reads the model (MilkShape 3D .ms3d, or a glTF 2.0 scene) and writes the NIS file\n"
+    "        OUT (default: the model's name with .nis) and its .script beside it, printing\n"
+    "        the export log as it runs.\n"
     "  -o, --output OUT  the NIS file; a name without extension gets \".nis\"\n"
+    "  --animation NAME  the glTF animation to export (default: the first)\n"
     "  --log FILE        also write the whole log, with CR LF line ends, to FILE\n"
     "  -f, --force       replace an existing output file\n"
     "  -q, --quiet       do not print the log\n"
@@ -37,7 +43,17 @@ constexpr const char* kHelp =
 struct ExportArgs {
   ConsoleOptions console;
   std::string logPath;
+  std::string animation;
 };
+
+bool EndsWith(const std::string& text, const std::string& tail) {
+  if (text.size() < tail.size()) return false;
+  for (size_t i = 0; i < tail.size(); ++i)
+    if (std::tolower(static_cast<unsigned char>(text[text.size() - tail.size() + i])) != tail[i]) return false;
+  return true;
+}
+
+bool IsGltfPath(const std::string& path) { return EndsWith(path, ".gltf") || EndsWith(path, ".glb"); }
 
 // Fills args from the words after "export"; returns an error message, empty when they are fine.
 std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& args) {
@@ -49,6 +65,9 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
       std::string& target = word == "--log" ? args.logPath : args.console.outputPath;
       if (words[i + 1].empty()) return word + " needs a file name";
       target = words[++i];
+    } else if (word == "--animation") {
+      if (i + 1 >= words.size() || words[i + 1].empty()) return word + " needs an animation name";
+      args.animation = words[++i];
     } else if (word == "-f" || word == "--force") {
       args.console.force = true;
     } else if (word == "-q" || word == "--quiet") {
@@ -63,7 +82,23 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
     }
   }
   if (!haveModel || args.console.modelPath.empty()) return "export needs a model file";
+  if (!args.animation.empty() && !IsGltfPath(args.console.modelPath)) return "--animation is for glTF scenes";
   return "";
+}
+
+// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
+// glTF key times become frames at the rate the export reads from the model comment.
+GltfReadResult ReadModelFile(const ExportArgs& args) {
+  if (!IsGltfPath(args.console.modelPath)) {
+    Ms3dReadResult ms3d = ReadMs3dFile(args.console.modelPath);
+    return {std::move(ms3d.model), std::move(ms3d.diagnostics)};
+  }
+  GltfReadOptions options;
+  options.animation = args.animation;
+  options.framesPerSecond = [](const std::string& comment) {
+    return TruncateToInt32(TextToNumber(GetOption(comment, "OPT_FPS")));
+  };
+  return ReadGltfFile(args.console.modelPath, options);
 }
 
 int ExitCodeFor(ExportOutcome outcome) {
@@ -104,7 +139,7 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
   if (!problem.empty()) return UsageError(err, problem);
 
   const std::string& modelPath = args.console.modelPath;
-  Ms3dReadResult read = ReadMs3dFile(modelPath);
+  GltfReadResult read = ReadModelFile(args);
   for (const Diagnostic& diagnostic : read.diagnostics) err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 
