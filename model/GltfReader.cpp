@@ -401,14 +401,23 @@ bool GltfMapper::ReadChannels() {
     if (channel.sampler < 0 || static_cast<size_t>(channel.sampler) >= animation_->samplers.size())
       return Fail(place, "names sampler " + std::to_string(channel.sampler) + ", but the animation has " +
                              Num(animation_->samplers.size()));
-    if (path == "scale") {
-      Warn(NodePlace(node), "its scale animation is ignored (only translation and rotation are exported)");
-      continue;
-    }
     curves_.emplace_back();
     const int width = path == "rotation" ? 4 : 3;
     if (!ReadCurve(animation_->samplers[static_cast<size_t>(channel.sampler)], width, place, curves_.back()))
       return false;
+    if (path == "scale") {  // a scale that stays 1 (as some converters write) is no loss
+      const Curve scale = std::move(curves_.back());
+      curves_.pop_back();
+      for (size_t key = 0; key < scale.times.size(); ++key) {
+        const double* value = scale.Value(key);
+        if (std::fabs(value[0] - 1) > kGltfRigidTolerance || std::fabs(value[1] - 1) > kGltfRigidTolerance ||
+            std::fabs(value[2] - 1) > kGltfRigidTolerance) {
+          Warn(NodePlace(node), "its scale animation is ignored (only translation and rotation are exported)");
+          break;
+        }
+      }
+      continue;
+    }
     const Curve*& slot = width == 4 ? channels_[node].rotation : channels_[node].translation;
     if (slot) return Fail(place, "animates the " + path + " of " + NodePlace(node) + " a second time");
     slot = &curves_.back();
@@ -519,12 +528,10 @@ bool GltfMapper::AddNode(int index) {
 bool GltfMapper::Map() {
   if (!CollectSceneNodes()) return false;
   std::string modelComment = Comment(gltf_.asset.extras, "asset");
-  if (gltf_.defaultScene >= 0 || !gltf_.scenes.empty()) {
-    const size_t scene = gltf_.defaultScene >= 0 ? static_cast<size_t>(gltf_.defaultScene) : 0;
-    const std::string sceneComment = Comment(gltf_.scenes[scene].extras, "scene " + Num(scene));
-    if (!modelComment.empty() && !sceneComment.empty() && modelComment.back() != '\n') modelComment += '\n';
-    modelComment += sceneComment;
-  }
+  const size_t scene = gltf_.defaultScene >= 0 ? static_cast<size_t>(gltf_.defaultScene) : 0;
+  const std::string sceneComment = Comment(gltf_.scenes[scene].extras, "scene " + Num(scene));
+  if (!modelComment.empty() && !sceneComment.empty() && modelComment.back() != '\n') modelComment += '\n';
+  modelComment += sceneComment;
   if (options_.framesPerSecond) {
     const int32_t fps = options_.framesPerSecond(modelComment);
     fps_ = fps > 0 ? fps : kGltfDefaultFps;
@@ -555,12 +562,10 @@ bool SkipImage(tinygltf::Image*, const int, std::string*, std::string*, int, int
   return true;
 }
 
+// Reading from memory, no other file is looked at: each one is missing.
 bool NoFileExists(const std::string&, void*) { return false; }
 std::string SamePath(const std::string& path, void*) { return path; }
-bool NoFileRead(std::vector<unsigned char>*, std::string* err, const std::string& path, void*) {
-  if (err) *err += "the file refers to " + Quoted(path) + ", which is not read from memory\n";
-  return false;
-}
+bool NoFileRead(std::vector<unsigned char>*, std::string*, const std::string&, void*) { return false; }
 bool NoFileWrite(std::string*, const std::string&, const std::vector<unsigned char>&, void*) { return false; }
 
 GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool allowFiles,
