@@ -3,7 +3,9 @@
 # already. Usage: scripts/setup-debian.sh [--cross]   (--cross: MinGW-w64, wine and Xvfb too)
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev)
+packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
+  libtinygltf-dev nlohmann-json3-dev  # the glTF reader
+  blender python3-numpy assimp-utils)  # the Blender add-on's round trip and the assimp cross-check
 if [[ "${1:-}" == "--cross" ]]; then
   packages+=(g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64 wine64 xvfb xauth)
 fi
