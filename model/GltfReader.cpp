@@ -568,9 +568,43 @@ std::string SamePath(const std::string& path, void*) { return path; }
 bool NoFileRead(std::vector<unsigned char>*, std::string*, const std::string&, void*) { return false; }
 bool NoFileWrite(std::string*, const std::string&, const std::vector<unsigned char>&, void*) { return false; }
 
+// How deep the arrays and objects of a JSON text nest (brackets inside strings do not count).
+size_t JsonDepth(const char* text, size_t size) {
+  size_t depth = 0, deepest = 0;
+  bool inString = false;
+  for (size_t i = 0; i < size; ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      deepest = std::max(deepest, ++depth);
+    } else if ((c == ']' || c == '}') && depth > 0) {
+      --depth;
+    }
+  }
+  return deepest;
+}
+
+// The JSON of a .glb: its first chunk, as far as the bytes reach.
+std::pair<const char*, size_t> GlbJson(const std::string& bytes) {
+  constexpr size_t kJsonStart = 20;  // magic, version, length, chunk length, chunk type
+  if (bytes.size() <= kJsonStart) return {nullptr, 0};
+  uint32_t length = 0;
+  for (int i = 3; i >= 0; --i) length = length << 8 | static_cast<uint8_t>(bytes[12 + static_cast<size_t>(i)]);
+  return {bytes.data() + kJsonStart, std::min<size_t>(length, bytes.size() - kJsonStart)};
+}
+
 GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool allowFiles,
                     const GltfReadOptions& options) {
   if (bytes.size() > kGltfMaxFileSize) return Failure("the file is larger than " + Num(kGltfMaxFileSize) + " bytes");
+  const bool binary = bytes.size() >= kGlbMagicSize && std::memcmp(bytes.data(), kGlbMagic, kGlbMagicSize) == 0;
+  // The loader turns extras into values by recursion: a scene nests a few levels, not thousands.
+  const auto [json, jsonSize] = binary ? GlbJson(bytes) : std::make_pair(bytes.data(), bytes.size());
+  if (JsonDepth(json, jsonSize) > kGltfMaxJsonDepth)
+    return Failure("the JSON nests deeper than " + Num(kGltfMaxJsonDepth) + " levels");
   tinygltf::TinyGLTF loader;
   loader.SetImageLoader(SkipImage, nullptr);
   if (!allowFiles) loader.SetFsCallbacks({NoFileExists, SamePath, NoFileRead, NoFileWrite, nullptr});
@@ -578,7 +612,6 @@ GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool a
   std::string error, warning;
   const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
   const auto size = static_cast<unsigned int>(bytes.size());
-  const bool binary = bytes.size() >= kGlbMagicSize && std::memcmp(bytes.data(), kGlbMagic, kGlbMagicSize) == 0;
   const bool loaded = binary ? loader.LoadBinaryFromMemory(&gltf, &error, &warning, data, size, baseDir)
                              : loader.LoadASCIIFromString(&gltf, &error, &warning, bytes.data(), size, baseDir);
   if (!loaded) return Failure(FirstLine(error));

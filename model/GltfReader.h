@@ -22,6 +22,8 @@ namespace rw {
 
 // Files above this are refused before they are parsed.
 constexpr uint64_t kGltfMaxFileSize = uint64_t(1) << 30;
+// Arrays and objects nested deeper than this are refused before they are parsed.
+constexpr size_t kGltfMaxJsonDepth = 64;
 // A rest rotation or matrix whose axes are this far from unit length and square is not rigid.
 constexpr double kGltfRigidTolerance = 1e-4;
 // Frames per second when the caller does not say how the model comment sets them.

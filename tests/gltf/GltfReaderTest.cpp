@@ -79,6 +79,13 @@ void PrintTo(const MappingCase& c, std::ostream* out);
 void PrintTo(const SamplerCase& c, std::ostream* out);
 void PrintTo(const ErrorCase& c, std::ostream* out);
 
+// An array nested `levels` deep, with a number at the bottom.
+json Nested(int levels) {
+  json value = json::array({1});
+  for (int i = 1; i < levels; ++i) value = json::array({value});
+  return value;
+}
+
 struct MappingCase {
   const char* name;
   std::function<void(GltfBuilder&)> build;
@@ -121,6 +128,9 @@ const MappingCase kMappings[] = {
      },
      "Ship<> (0 0 0)(0 0 0) #Free text\r\nNum Events=2\nScale=0.5\nSob Type=Frigate\nmodel #Event0=0|fade|1\nOPT_FPS=30\n",
      "s.gltf: warning: node 0 \"Ship\": extras property \"Hidden\" is not a string or a number; it is ignored\n"},
+    {"JsonNestedToTheLimit",  // root, nodes, node, extras: 4 levels, and 60 of arrays
+     [](GltfBuilder& g) { g.Node({{"name", "Ship"}, {"extras", {{"deep", Nested(60)}}}}); }, "Ship<> (0 0 0)(0 0 0)\n",
+     "s.gltf: warning: node 0 \"Ship\": extras property \"deep\" is not a string or a number; it is ignored\n"},
     {"KeysAreOffsetsFromTheRestPoseAtTheUnionOfChannelTimes",
      [](GltfBuilder& g) {
        const int ship = g.Node({{"name", "Ship"}, {"translation", {10, 0, 0}}, {"rotation", Quaternion('Y', 0.5)}});
@@ -287,6 +297,8 @@ const ErrorCase kErrors[] = {
     {"ZeroRotation", [](GltfBuilder& g) { g.doc["nodes"][0]["rotation"] = {0, 0, 0, 0}; },
      "s.gltf: error: node 0 \"Ship\": its rotation is not a unit quaternion"},
     {"NotJson", [](GltfBuilder& g) { g.doc = "text", g.bin.clear(); }, "s.gltf: error: Root element is not a JSON object"},
+    {"JsonNestedOneLevelTooDeep", [](GltfBuilder& g) { g.doc["nodes"][0]["extras"] = {{"deep", Nested(61)}}; },
+     "s.gltf: error: the JSON nests deeper than 64 levels"},
     {"ExternalBufferFromMemory", [](GltfBuilder& g) { g.bin.clear(), g.doc["buffers"] = {{{"byteLength", 4}, {"uri", "b.bin"}}}; },
      "s.gltf: error: File not found : b.bin"},
     {"UnknownAnimationName", [](GltfBuilder&) {}, "s.gltf: error: no animation is named \"Walk\" (the file has \"Take\")"},
