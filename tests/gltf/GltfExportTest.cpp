@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "examples/Ms3dWriter.h"
@@ -44,7 +45,9 @@ Outcome Reelwright(const std::string& folder, const std::string& args) {
   return RunIn(folder, "'" RW_REELWRIGHT "' " + args);
 }
 
-bool HaveProgram(const char* name) { return RunIn(".", std::string("command -v ") + name + " >/dev/null").code == 0; }
+bool HaveProgram(const char* name) {
+  return std::system((std::string("command -v ") + name + " >/dev/null 2>&1").c_str()) == 0;
+}
 
 std::vector<float> Turn(char axis, double angle) {
   const auto s = static_cast<float>(std::sin(angle / 2)), c = static_cast<float>(std::cos(angle / 2));
