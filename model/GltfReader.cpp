@@ -295,7 +295,8 @@ bool GltfMapper::ChooseAnimation() {
         return true;
       }
     std::string names;
-    for (const tinygltf::Animation& animation : animations) names += (names.empty() ? "" : ", ") + Quoted(animation.name);
+    for (const tinygltf::Animation& animation : animations)
+      names += (names.empty() ? "" : ", ") + Quoted(animation.name);
     return Fail("", "no animation is named " + Quoted(options_.animation) +
                         (names.empty() ? " (the file has none)" : " (the file has " + names + ")"));
   }
@@ -316,7 +317,8 @@ bool GltfMapper::ReadFloats(int accessorIndex, int type, size_t expectedCount, c
   const std::string where = place + ", accessor " + std::to_string(accessorIndex);
   const int width = type == TINYGLTF_TYPE_SCALAR ? 1 : type == TINYGLTF_TYPE_VEC3 ? 3 : 4;
   if (accessor.type != type)
-    return Fail(where, "holds the wrong kind of value (" + Num(static_cast<uint64_t>(width)) + " numbers each are needed)");
+    return Fail(where,
+                "holds the wrong kind of value (" + Num(static_cast<uint64_t>(width)) + " numbers each are needed)");
   if (accessor.componentType != TINYGLTF_COMPONENT_TYPE_FLOAT)
     return Fail(where, "is not of 32-bit floats (only those are read)");
   if (accessor.sparse.isSparse) return Fail(where, "is sparse (not read)");
@@ -395,8 +397,8 @@ bool GltfMapper::ReadChannels() {
       return Fail(place, "animates the unknown property " + Quoted(path));
     const int node = channel.target_node;
     if (node < 0 || static_cast<size_t>(node) >= gltf_.nodes.size())
-      return Fail(place, "targets node " + std::to_string(node) + ", but the file has " + Num(gltf_.nodes.size()) +
-                             " nodes");
+      return Fail(place,
+                  "targets node " + std::to_string(node) + ", but the file has " + Num(gltf_.nodes.size()) + " nodes");
     if (channel.sampler < 0 || static_cast<size_t>(channel.sampler) >= animation_->samplers.size())
       return Fail(place, "names sampler " + std::to_string(channel.sampler) + ", but the animation has " +
                              Num(animation_->samplers.size()));
@@ -476,7 +478,9 @@ bool GltfMapper::RestPose(int index, Vec3d& position, double euler[3]) {
   return true;
 }
 
-Vec3 ToFloats(double x, double y, double z) { return {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)}; }
+Vec3 ToFloats(double x, double y, double z) {
+  return {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
+}
 
 bool GltfMapper::AddNode(int index) {
   Vec3d rest;
@@ -574,8 +578,11 @@ size_t JsonDepth(const char* text, size_t size) {
   for (size_t i = 0; i < size; ++i) {
     const char c = text[i];
     if (inString) {
-      if (c == '\\') ++i;
-      else if (c == '"') inString = false;
+      if (c == '\\') {
+        ++i;  // the escaped character
+      } else if (c == '"') {
+        inString = false;
+      }
     } else if (c == '"') {
       inString = true;
     } else if (c == '[' || c == '{') {

@@ -64,7 +64,8 @@ GltfBuilder FleetGltf() {
   g.doc["scenes"][0]["extras"] = {{"OPT_FPS", 24}, {"Num Events", 1}, {"Event0", "0|cameraCut|\"CAM_Main\""}};
   const int fleet = g.Node({{"name", "Fleet"}, {"rotation", Turn('Z', M_PI / 2)}});
   g.Channel(fleet, "translation", {1 / 24.f, 1, 2}, {0, 0, 0, 5, 0, 0, 10, 2, 0});
-  const int ship = g.Node({{"name", "Ship1"}, {"translation", {1, 2, 3}}, {"extras", {{"Sob Type", "Frigate"}}}}, fleet);
+  const int ship =
+      g.Node({{"name", "Ship1"}, {"translation", {1, 2, 3}}, {"extras", {{"Sob Type", "Frigate"}}}}, fleet);
   const std::vector<float> start = Turn('X', 0), end = Turn('X', M_PI / 2);
   std::vector<float> turns = start;
   turns.insert(turns.end(), end.begin(), end.end());

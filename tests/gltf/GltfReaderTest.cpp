@@ -109,7 +109,9 @@ const MappingCase kMappings[] = {
      std::string(40, 'n') + "<> (0 0 0)(0 0 0)\nNode1<" + std::string(40, 'n') + "> (0 0 0)(0 0 0)\n",
      "s.gltf: warning: node 1: has no name; it is called \"Node1\"\n"},
     {"RestPoseFromTranslationAndRotation",
-     [](GltfBuilder& g) { g.Node({{"name", "Ship"}, {"translation", {10, 0, -5}}, {"rotation", Quaternion('Y', 0.5)}}); },
+     [](GltfBuilder& g) {
+       g.Node({{"name", "Ship"}, {"translation", {10, 0, -5}}, {"rotation", Quaternion('Y', 0.5)}});
+     },
      "Ship<> (10 0 -5)(0 0.5 0)\n", ""},
     {"RestPoseFromARigidMatrixColumnByColumn",
      [](GltfBuilder& g) { g.Node({{"name", "Ship"}, {"matrix", {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 4, 5, 6, 1}}}); },
@@ -126,7 +128,8 @@ const MappingCase kMappings[] = {
        g.doc["asset"]["extras"] = {{"Event0", "0|fade|1"}};
        g.doc["scenes"][0]["extras"] = {{"OPT_FPS", 30.0}};
      },
-     "Ship<> (0 0 0)(0 0 0) #Free text\r\nNum Events=2\nScale=0.5\nSob Type=Frigate\nmodel #Event0=0|fade|1\nOPT_FPS=30\n",
+     "Ship<> (0 0 0)(0 0 0) #Free text\r\nNum Events=2\nScale=0.5\nSob Type=Frigate\n"
+     "model #Event0=0|fade|1\nOPT_FPS=30\n",
      "s.gltf: warning: node 0 \"Ship\": extras property \"Hidden\" is not a string or a number; it is ignored\n"},
     {"JsonNestedToTheLimit",  // root, nodes, node, extras: 4 levels, and 60 of arrays
      [](GltfBuilder& g) { g.Node({{"name", "Ship"}, {"extras", {{"deep", Nested(60)}}}}); }, "Ship<> (0 0 0)(0 0 0)\n",
@@ -137,7 +140,8 @@ const MappingCase kMappings[] = {
        g.Channel(ship, "translation", {1 / 24.f, 2}, {10, 0, 0, 12, 2, 0});
        g.Channel(ship, "rotation", {1, 2}, {0, 0, 0, 1, 0, 0, 0, 1});
      },
-     "Ship<> (10 0 0)(0 0.5 0) | 1: (0 0 0)(0 -0.5 0) | 24: (0.978723 0.978723 0)(0 -0.5 0) | 48: (2 2 0)(0 -0.5 0)\n", ""},
+     "Ship<> (10 0 0)(0 0.5 0) | 1: (0 0 0)(0 -0.5 0) | 24: (0.978723 0.978723 0)(0 -0.5 0) | 48: (2 2 0)(0 -0.5 0)\n",
+     ""},
     {"ANodeWithoutChannelsHasNoKeys",
      [](GltfBuilder& g) {
        g.Node({{"name", "Still"}});
@@ -258,7 +262,8 @@ TEST(GltfRotation, SlerpAndSplineTurnTheShortWayAndKeepAngles) {
 TEST(GltfRotation, EulerAnglesRoundTripThroughQuaternions) {
   const struct {
     double x, y, z;
-  } kAngles[] = {{0.3, 0.2, 0.5}, {-1.2, 0.7, 2.9}, {0.1, 1.5697, -0.4}, {3.0, -1.1, -3.0}, {0, 0, 0}, {7.0, 0.1, -6.5}};
+  } kAngles[] = {{0.3, 0.2, 0.5},    {-1.2, 0.7, 2.9}, {0.1, 1.5697, -0.4},
+                 {3.0, -1.1, -3.0}, {0, 0, 0},        {7.0, 0.1, -6.5}};
   for (const auto& a : kAngles) {
     SCOPED_TRACE(testing::Message() << a.x << " " << a.y << " " << a.z);
     const double cx = std::cos(a.x / 2), sx = std::sin(a.x / 2), cy = std::cos(a.y / 2), sy = std::sin(a.y / 2);
@@ -290,18 +295,23 @@ const ErrorCase kErrors[] = {
      "s.gltf: error: scene 0: names node 1, but the file has 1 nodes"},
     {"NodeInTwoPlaces", [](GltfBuilder& g) { g.doc["nodes"][0]["children"] = {0}; },
      "s.gltf: error: node 0 \"Ship\": names node 0 \"Ship\" a second time; a node has one place in the scene"},
-    {"MatrixThatScales", [](GltfBuilder& g) { g.doc["nodes"][0]["matrix"] = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1}; },
+    {"MatrixThatScales",
+     [](GltfBuilder& g) { g.doc["nodes"][0]["matrix"] = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1}; },
      "s.gltf: error: node 0 \"Ship\": its matrix is not rigid (it scales, shears, mirrors or projects)"},
-    {"MatrixThatMirrors", [](GltfBuilder& g) { g.doc["nodes"][0]["matrix"] = {-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}; },
+    {"MatrixThatMirrors",
+     [](GltfBuilder& g) { g.doc["nodes"][0]["matrix"] = {-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}; },
      "s.gltf: error: node 0 \"Ship\": its matrix is not rigid (it scales, shears, mirrors or projects)"},
     {"ZeroRotation", [](GltfBuilder& g) { g.doc["nodes"][0]["rotation"] = {0, 0, 0, 0}; },
      "s.gltf: error: node 0 \"Ship\": its rotation is not a unit quaternion"},
-    {"NotJson", [](GltfBuilder& g) { g.doc = "text", g.bin.clear(); }, "s.gltf: error: Root element is not a JSON object"},
+    {"NotJson", [](GltfBuilder& g) { g.doc = "text", g.bin.clear(); },
+     "s.gltf: error: Root element is not a JSON object"},
     {"JsonNestedOneLevelTooDeep", [](GltfBuilder& g) { g.doc["nodes"][0]["extras"] = {{"deep", Nested(61)}}; },
      "s.gltf: error: the JSON nests deeper than 64 levels"},
-    {"ExternalBufferFromMemory", [](GltfBuilder& g) { g.bin.clear(), g.doc["buffers"] = {{{"byteLength", 4}, {"uri", "b.bin"}}}; },
+    {"ExternalBufferFromMemory",
+     [](GltfBuilder& g) { g.bin.clear(), g.doc["buffers"] = {{{"byteLength", 4}, {"uri", "b.bin"}}}; },
      "s.gltf: error: File not found : b.bin"},
-    {"UnknownAnimationName", [](GltfBuilder&) {}, "s.gltf: error: no animation is named \"Walk\" (the file has \"Take\")"},
+    {"UnknownAnimationName", [](GltfBuilder&) {},
+     "s.gltf: error: no animation is named \"Walk\" (the file has \"Take\")"},
     {"UnknownInterpolation", [](GltfBuilder& g) { g.doc["animations"][0]["samplers"][0]["interpolation"] = "SMOOTH"; },
      "s.gltf: error: animation \"Take\" channel 0: has the unknown interpolation \"SMOOTH\""},
     {"TimesNotIncreasing", [](GltfBuilder& g) { std::memcpy(&g.bin[4], &g.bin[0], 4); },
@@ -309,9 +319,11 @@ const ErrorCase kErrors[] = {
     {"FewerValuesThanTimes", [](GltfBuilder& g) { g.doc["accessors"][1]["count"] = 1; },
      "s.gltf: error: animation \"Take\" channel 0 values, accessor 1: has 1 values, 2 are needed"},
     {"AccessorOneBytePastItsView", [](GltfBuilder& g) { g.doc["accessors"][1]["byteOffset"] = 1; },
-     "s.gltf: error: animation \"Take\" channel 0 values, accessor 1: reaches past the end of its buffer view (24 bytes)"},
+     "s.gltf: error: animation \"Take\" channel 0 values, accessor 1: reaches past the end of its buffer view "
+     "(24 bytes)"},
     {"ValuesOfTheWrongKind", [](GltfBuilder& g) { g.doc["accessors"][1]["type"] = "VEC2"; },
-     "s.gltf: error: animation \"Take\" channel 0 values, accessor 1: holds the wrong kind of value (3 numbers each are needed)"},
+     "s.gltf: error: animation \"Take\" channel 0 values, accessor 1: holds the wrong kind of value "
+     "(3 numbers each are needed)"},
     {"ChannelNodeEqualToTheCount", [](GltfBuilder& g) { g.doc["animations"][0]["channels"][0]["target"]["node"] = 1; },
      "s.gltf: error: animation \"Take\" channel 0: targets node 1, but the file has 1 nodes"},
     {"ValueNotFinite", [](GltfBuilder& g) { std::memcpy(&g.bin[8], "\x00\x00\xC0\x7F", 4); },
