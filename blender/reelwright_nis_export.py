@@ -54,16 +54,15 @@ def write_glb(context, path):
     lent_fps = FPS_OPTION not in scene.keys()
     if lent_fps:
         scene[FPS_OPTION] = round(scene.render.fps / scene.render.fps_base)
+    options = dict(filepath=path, export_format='GLB', export_extras=True, export_cameras=True,
+                   export_yup=True, export_animations=True)
+    # Every object's action in one glTF animation: Blender 3.6 and later say so with a mode.
+    if "export_animation_mode" in bpy.ops.export_scene.gltf.get_rna_type().properties.keys():
+        options["export_animation_mode"] = 'ACTIVE_ACTIONS'
+    else:
+        options["export_nla_strips"] = False
     try:
-        bpy.ops.export_scene.gltf(
-            filepath=path,
-            export_format='GLB',
-            export_extras=True,
-            export_cameras=True,
-            export_yup=True,
-            export_animations=True,
-            export_nla_strips=False,  # every object's action in one glTF animation
-        )
+        bpy.ops.export_scene.gltf(**options)
     finally:
         if lent_fps:
             del scene[FPS_OPTION]
