@@ -101,6 +101,22 @@ def check_curves(scene, dump, path, obj, camera):
             fail("%s at frame %d turns by %s, the scene by %s" % (path, frame, tuple(euler), rotation))
 
 
+def check_missing_program(nis):
+    """Without the program the operator stops with an error report and writes nothing."""
+    preferences = bpy.context.preferences.addons[addon_name].preferences
+    preferences.program = os.path.join(work, "no-such-reelwright")
+    try:
+        bpy.ops.export_scene.reelwright_nis(filepath=nis)
+        fail("the export went on without the program")
+    except RuntimeError as report:  # Blender raises an operator's error report
+        if "reelwright was not found" not in str(report):
+            fail("unexpected report: %s" % report)
+    finally:
+        preferences.program = reelwright
+    if os.path.exists(nis):
+        fail("a NIS file was written without the program")
+
+
 def main():
     scene = build_scene()
     nis = os.path.join(work, "fleet.nis")
@@ -108,6 +124,7 @@ def main():
     for stale in (nis, script):
         if os.path.exists(stale):
             os.remove(stale)
+    check_missing_program(nis)
     if bpy.ops.export_scene.reelwright_nis(filepath=nis) != {'FINISHED'}:
         fail("the export operator did not finish")
     if "OPT_FPS" in scene.keys():
