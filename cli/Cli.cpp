@@ -1,5 +1,6 @@
 #include "cli/Cli.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,7 @@
 
 #include "ReelwrightVersion.h"
 #include "export/PlugIn.h"
+#include "model/GltfReader.h"
 #include "model/Ms3dReader.h"
 #include "cli/InspectCommands.h"
 #include "cli/OutputPlan.h"
@@ -25,15 +27,18 @@ constexpr const char* kProgram = "reelwright";
 
 constexpr const char* kHelp =
     "Usage:\n"
-    "  reelwright export MODEL.ms3d [-o OUT] [--log FILE] [-f|--force] [-q|--quiet]\n"
+    "  reelwright export MODEL.ms3d|SCENE.gltf|SCENE.glb [-o OUT] [--animation NAME]\n"
+    "                    [--log FILE] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
     "  reelwright check FILE.nis [FILE.script] [--strict]\n"
     "  reelwright preview FILE.nis [FILE.script] [-o OUT.html] [-f|--force]\n"
     "  reelwright --help | --version\n"
     "\n"
-    "export  reads MODEL.ms3d and writes the NIS file OUT (default: MODEL.nis) and its\n"
-    "        .script beside it, printing the export log as it runs.\n"
+    "export  reads the model (MilkShape 3D .ms3d, or a glTF 2.0 scene) and writes the NIS file\n"
+    "        OUT (default: the model's name with .nis) and its .script beside it, printing\n"
+    "        the export log as it runs.\n"
     "  -o, --output OUT  the NIS file; a name without extension gets \".nis\"\n"
+    "  --animation NAME  the glTF animation to export (default: the first)\n"
     "  --log FILE        also write the whole log, with CR LF line ends, to FILE\n"
     "  -f, --force       replace an existing output file\n"
     "  -q, --quiet       do not print the log\n"
@@ -50,8 +55,18 @@ constexpr const char* kHelp =
 
 struct ExportArgs {
   OutputRequest outputs;
+  std::string animation;
   bool quiet = false;
 };
+
+bool EndsWith(const std::string& text, const std::string& tail) {
+  if (text.size() < tail.size()) return false;
+  for (size_t i = 0; i < tail.size(); ++i)
+    if (std::tolower(static_cast<unsigned char>(text[text.size() - tail.size() + i])) != tail[i]) return false;
+  return true;
+}
+
+bool IsGltfPath(const std::string& path) { return EndsWith(path, ".gltf") || EndsWith(path, ".glb"); }
 
 // Fills args from the words after "export"; returns an error message, empty when they are fine.
 std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& args) {
@@ -63,6 +78,9 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
       std::string& target = word == "--log" ? args.outputs.logPath : args.outputs.outputArg;
       if (words[i + 1].empty()) return word + " needs a file name";
       target = words[++i];
+    } else if (word == "--animation") {
+      if (i + 1 >= words.size() || words[i + 1].empty()) return word + " needs an animation name";
+      args.animation = words[++i];
     } else if (word == "-f" || word == "--force") {
       args.outputs.force = true;
     } else if (word == "-q" || word == "--quiet") {
@@ -77,7 +95,31 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
     }
   }
   if (!haveModel || args.outputs.modelPath.empty()) return "export needs a model file";
+  if (!args.animation.empty() && !IsGltfPath(args.outputs.modelPath)) return "--animation is for glTF scenes";
   return "";
+}
+
+// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
+// glTF key times become frames at the rate the export reads from the model comment.
+// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none).
+struct ModelRead {
+  ModelPtr model;
+  std::vector<Diagnostic> diagnostics;
+  float fileFps = 0;
+  bool ok() const { return model != nullptr; }
+};
+
+ModelRead ReadModelFile(const ExportArgs& args) {
+  if (!IsGltfPath(args.outputs.modelPath)) {
+    Ms3dReadResult ms3d = ReadMs3dFile(args.outputs.modelPath);
+    return {std::move(ms3d.model), std::move(ms3d.diagnostics), ms3d.fileFps};
+  }
+  GltfReadOptions options;
+  options.animation = args.animation;
+  // Key times become frames at the rate the scan will give the scene.
+  options.framesPerSecond = [](const std::string& comment) { return ParseFrameRateOption(comment).fps; };
+  GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, options);
+  return {std::move(gltf.model), std::move(gltf.diagnostics), 0};
 }
 
 int ExitCodeFor(ExportOutcome outcome) {
@@ -139,7 +181,7 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
   if (!problem.empty()) return UsageError(err, problem);
 
   const std::string& modelPath = args.outputs.modelPath;
-  Ms3dReadResult read = ReadMs3dFile(modelPath);
+  ModelRead read = ReadModelFile(args);
   for (const Diagnostic& diagnostic : read.diagnostics) err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 

@@ -41,6 +41,7 @@ struct FrameRateOption {
   bool zero = false;
 };
 FrameRateOption ReadFrameRateOption(msModel* model);
+FrameRateOption ParseFrameRateOption(const std::string& modelComment);  // the same from the comment's text
 
 // Reads the frame rate, the time range, the accepted bones with their paths and the cameras of
 // model, logging what it finds. Gives each keyless child its parent's key times: the one change

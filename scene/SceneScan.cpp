@@ -153,8 +153,10 @@ KeyPlan PlanKeyCounts(msModel* model, const BoneLookup& lookup) {
 
 }  // namespace
 
-FrameRateOption ReadFrameRateOption(msModel* model) {
-  const std::string value = GetOption(ReadModelComment(model), kFpsOption);
+FrameRateOption ReadFrameRateOption(msModel* model) { return ParseFrameRateOption(ReadModelComment(model)); }
+
+FrameRateOption ParseFrameRateOption(const std::string& modelComment) {
+  const std::string value = GetOption(modelComment, kFpsOption);
   FrameRateOption option;
   option.fps = TruncateToInt32(TextToNumber(value));
   option.given = !value.empty();

@@ -1,0 +1,306 @@
+// glTF scenes through the reelwright program, as a user runs it: a glTF scene and the .ms3d
+// model that says the same give the same NIS and script bytes; bad scenes stop with one line and
+// write nothing; and assimp's glTF conversions of the sample models export as the models do.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "examples/Ms3dWriter.h"
+#include "inspect/NisDocument.h"
+#include "model/Ms3dReader.h"
+#include "tests/gltf/GltfBuilder.h"
+#include "tests/support/TestSupport.h"
+
+namespace rw {
+namespace {
+
+using test::GltfBuilder;
+using json = nlohmann::json;
+
+struct Outcome {
+  int code = -1;
+  std::string out, err;
+};
+
+// Runs a shell command line in folder; stdout and stderr apart.
+Outcome RunIn(const std::string& folder, const std::string& command) {
+  const std::string errPath = folder + ".err";
+  const std::string line = "cd '" + folder + "' && " + command + " 2>'" + errPath + "'";
+  Outcome outcome;
+  std::FILE* pipe = popen(line.c_str(), "r");
+  char buffer[4096];
+  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.out.append(buffer, got);
+  const int status = pipe ? pclose(pipe) : -1;
+  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  outcome.err = test::ReadFileBytes(errPath);
+  return outcome;
+}
+Outcome Reelwright(const std::string& folder, const std::string& args) {
+  return RunIn(folder, "'" RW_REELWRIGHT "' " + args);
+}
+
+bool HaveProgram(const char* name) {
+  return std::system((std::string("command -v ") + name + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+std::vector<float> Turn(char axis, double angle) {
+  const auto s = static_cast<float>(std::sin(angle / 2)), c = static_cast<float>(std::cos(angle / 2));
+  return {axis == 'X' ? s : 0, axis == 'Y' ? s : 0, axis == 'Z' ? s : 0, c};
+}
+Ms3dKey Key(int frame, Vec3 value) { return {FrameToSeconds(frame, 24), value}; }
+
+constexpr float kQuarter = 1.57079637f;  // the float nearest pi / 2
+const std::string kModelComment = "Event0=0|cameraCut|\"CAM_Main\"\nNum Events=1\nOPT_FPS=24";
+
+// A fleet that moves, a ship under it that turns, a camera that looks at the ship, and a guide.
+GltfBuilder FleetGltf() {
+  GltfBuilder g;
+  g.doc["scenes"][0]["extras"] = {{"OPT_FPS", 24}, {"Num Events", 1}, {"Event0", "0|cameraCut|\"CAM_Main\""}};
+  const int fleet = g.Node({{"name", "Fleet"}, {"rotation", Turn('Z', M_PI / 2)}});
+  g.Channel(fleet, "translation", {1 / 24.f, 1, 2}, {0, 0, 0, 5, 0, 0, 10, 2, 0});
+  const int ship =
+      g.Node({{"name", "Ship1"}, {"translation", {1, 2, 3}}, {"extras", {{"Sob Type", "Frigate"}}}}, fleet);
+  const std::vector<float> start = Turn('X', 0), end = Turn('X', M_PI / 2);
+  std::vector<float> turns = start;
+  turns.insert(turns.end(), end.begin(), end.end());
+  g.Channel(ship, "rotation", {1 / 24.f, 2}, turns);
+  const int camera = g.Node({{"name", "CAM_Main"},
+                             {"translation", {0, 0, -20}},
+                             {"rotation", Turn('Y', M_PI / 2)},
+                             {"extras", {{"Center Of Interest", "Ship1"}}}});
+  g.Channel(camera, "translation", {1 / 24.f, 2}, {0, 0, -20, 8, 0, -20});
+  g.Node({{"name", "IG_Guide"}});
+  return g;
+}
+
+// The same scene as a MilkShape model: keys are offsets from the rest pose.
+Ms3dFile FleetMs3d() {
+  Ms3dFile file;
+  file.hasModelComment = true;
+  file.modelComment = kModelComment;
+  const Vec3 zero;
+  file.joints.push_back({"Fleet", "", {0, 0, kQuarter}, zero, {Key(1, zero), Key(24, zero), Key(48, zero)},
+                         {Key(1, zero), Key(24, {5, 0, 0}), Key(48, {10, 2, 0})}});
+  file.joints.push_back({"Ship1", "Fleet", zero, {1, 2, 3}, {Key(1, zero), Key(48, {kQuarter, 0, 0})},
+                         {Key(1, zero), Key(48, zero)}});
+  file.joints.push_back({"CAM_Main", "", {0, kQuarter, 0}, {0, 0, -20}, {Key(1, zero), Key(48, zero)},
+                         {Key(1, zero), Key(48, {8, 0, 0})}});
+  file.joints.push_back({"IG_Guide", "", zero, zero, {}, {}});
+  file.jointComments = {{1, "Sob Type=Frigate"}, {2, "Center Of Interest=Ship1"}};
+  return file;
+}
+
+TEST(GltfExport, SceneAndEquivalentMs3dGiveTheSameNisAndScript) {
+  test::ScratchDir scratch;
+  test::WriteFileBytes(scratch.Path("fleet.gltf"), FleetGltf().Gltf());
+  test::WriteFileBytes(scratch.Path("fleet.glb"), FleetGltf().Glb());
+  ASSERT_TRUE(WriteMs3dFile(FleetMs3d(), scratch.Path("fleet.ms3d")));
+  for (const char* model : {"fleet.ms3d", "fleet.gltf", "fleet.glb"}) {
+    const Outcome run = Reelwright(scratch.dir(), std::string("export ") + model + " -q -o " + model + ".nis");
+    ASSERT_EQ(run.code, 0) << model << ": " << run.err;
+    EXPECT_EQ(run.err, "") << model;
+  }
+  const std::string nis = test::ReadFileBytes(scratch.Path("fleet.ms3d.nis"));
+  const std::string script = test::ReadFileBytes(scratch.Path("fleet.ms3d.script"));
+  ASSERT_GT(nis.size(), 1000u);
+  ASSERT_NE(script.find("cameraCut(\"FOLW_Root|CAM_Main\")"), std::string::npos);
+  for (const char* model : {"fleet.gltf", "fleet.glb"}) {
+    EXPECT_TRUE(test::ReadFileBytes(scratch.Path(std::string(model) + ".nis")) == nis) << model;
+    EXPECT_EQ(test::ReadFileBytes(scratch.Path(std::string(model) + ".script")), script) << model;
+  }
+}
+
+// What a user sees for each glTF command line: exit code, stderr (exact, or "..." and its start),
+// and the files it leaves besides the inputs.
+TEST(GltfExport, CommandLinesOnGltfScenes) {
+  const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
+  const struct {
+    std::string args;
+    int code;
+    std::string err;
+    std::vector<std::string> written;
+  } cases[] = {
+      {"export scene.glb -q -o shot", 0, "", {"shot.nis", "shot.script"}},
+      {"export scene.glb --animation Walk -o shot", 2,
+       "reelwright: scene.glb: error: no animation is named \"Walk\" (the file has \"Take\")\n", {}},
+      {"export scene.glb --animation", 2, "reelwright: error: --animation needs an animation name\n" + seeHelp, {}},
+      {"export scene.ms3d --animation Take", 2, "reelwright: error: --animation is for glTF scenes\n" + seeHelp, {}},
+      {"export ext.gltf -o shot", 2, "reelwright: ext.gltf: error: File not found : missing.bin\n", {}},
+      {"export bad.GLTF -o shot", 2, "...reelwright: bad.GLTF: error: ", {}},  // any case: read as glTF
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.args);
+    test::ScratchDir scratch;
+    GltfBuilder scene;
+    scene.Channel(scene.Node({{"name", "Ship"}}), "translation", {1, 2}, {0, 0, 0, 1, 0, 0});
+    test::WriteFileBytes(scratch.Path("scene.glb"), scene.Glb());
+    test::WriteFileBytes(scratch.Path("scene.ms3d"), WriteMs3d(FleetMs3d()));
+    GltfBuilder external;
+    external.doc["buffers"] = {{{"byteLength", 8}, {"uri", "missing.bin"}}};
+    test::WriteFileBytes(scratch.Path("ext.gltf"), external.Gltf());
+    test::WriteFileBytes(scratch.Path("bad.GLTF"), "{\"asset\": ");
+    const size_t inputs = 4;
+
+    const Outcome run = Reelwright(scratch.dir(), c.args);
+    EXPECT_EQ(run.code, c.code);
+    if (c.err.rfind("...", 0) == 0) {
+      EXPECT_EQ(run.err.rfind(c.err.substr(3), 0), 0u) << run.err;
+      EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;  // one line
+    } else {
+      EXPECT_EQ(run.err, c.err);
+    }
+    size_t files = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(scratch.dir())) ++files;
+    EXPECT_EQ(files, inputs + c.written.size());
+    for (const std::string& name : c.written) EXPECT_TRUE(test::FileExists(scratch.Path(name))) << name;
+  }
+}
+
+// --- Cross-check with assimp's glTF conversions of the sample models ---
+
+using Matrix = std::array<std::array<double, 3>, 3>;
+
+// The rotation of Euler angles applied X, then Y, then Z about the parent's axes: Rz * Ry * Rx.
+Matrix EulerMatrix(double a, double b, double c) {
+  const double ca = std::cos(a), sa = std::sin(a), cb = std::cos(b), sb = std::sin(b), cc = std::cos(c),
+               sc = std::sin(c);
+  return {{{cc * cb, cc * sb * sa - sc * ca, cc * sb * ca + sc * sa},
+           {sc * cb, sc * sb * sa + cc * ca, sc * sb * ca - cc * sa},
+           {-sb, cb * sa, cb * ca}}};
+}
+Matrix Product(const Matrix& a, const Matrix& b) {
+  Matrix m{};
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < 3; ++c)
+      for (int k = 0; k < 3; ++k) m[r][c] += a[r][k] * b[k][c];
+  return m;
+}
+double Distance(const Matrix& a, const Matrix& b) {
+  double most = 0;
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < 3; ++c) most = std::max(most, std::fabs(a[r][c] - b[r][c]));
+  return most;
+}
+
+struct SampleCase {
+  const char* file;
+  float fileFps;       // the .ms3d's own rate, at which its key times become frames
+  const char* reason;  // why assimp cannot convert it, or null
+};
+
+void PrintTo(const SampleCase& c, std::ostream* out) { *out << c.file; }
+
+const SampleCase kSamples[] = {
+    {"hog", 24, nullptr},
+    {"model", 24, nullptr},
+    {"ninja", 25, nullptr},
+    {"bonesgroup", 24, "assimp 5.2 crashes (segmentation fault) reading it"},
+    {"mrbox", 24, "assimp 5.2 refuses it: \"Failure reading comment, length field is out of range\""},
+    {"skeleton", 24, "assimp 5.2 refuses it: \"Didn't get any group records, file is malformed\""},
+};
+
+// assimp puts the joints under two nodes of its own, "<MS3DRoot>" (the mesh; keyless at the top, so
+// the export drops it) and "<MS3DJointRoot>" (keyless under it: exported without keys). Their names
+// are taken out of the glTF export's paths, and the second's records are left out of the count.
+const std::string kWrapper = "<MS3DRoot>|<MS3DJointRoot>";
+
+std::string WithoutWrapper(std::string name) {
+  const size_t at = name.find(kWrapper + "|");
+  return at == std::string::npos ? name : name.erase(at, kWrapper.size() + 1);
+}
+
+class AssimpCrossCheck : public ::testing::TestWithParam<SampleCase> {};
+
+// The NIS from assimp's glTF against the NIS from the .ms3d: names, counts and order exactly;
+// key times and translations within 1e-5 (relative; both pass through 32-bit floats once more);
+// rotations compared as matrices within 1e-5 per element, since near Y = +-90 degrees very
+// different Euler angles are one rotation. MilkShape poses a joint by the matrix product
+// rest rotation x key rotation, and assimp writes that product; the exporter's .ms3d curves add
+// the Euler angles instead, which is the same rotation only when the two turn about one axis or
+// either is zero. So the glTF curves are checked against the product, and against the .ms3d
+// curves wherever the two agree.
+TEST_P(AssimpCrossCheck, GltfExportMatchesTheMs3dExport) {
+  const SampleCase& sample = GetParam();
+  const std::string ms3d = std::string(RW_SAMPLES_DIR) + "/" + sample.file + ".ms3d";
+  if (!test::FileExists(ms3d)) GTEST_SKIP() << "the sample models are not in " RW_SAMPLES_DIR;
+  if (!HaveProgram("assimp")) GTEST_SKIP() << "assimp is not installed (scripts/setup-debian.sh installs assimp-utils)";
+  test::ScratchDir scratch;
+  const Outcome converted = RunIn(scratch.dir(), "assimp export '" + ms3d + "' model.gltf -fgltf2 >/dev/null");
+  if (sample.reason) {
+    EXPECT_NE(converted.code, 0) << "assimp converts it now: compare it";
+    GTEST_SKIP() << sample.reason;
+  }
+  ASSERT_EQ(converted.code, 0) << converted.err;
+  ASSERT_EQ(Reelwright(scratch.dir(), "export '" + ms3d + "' -q -o ms3d.nis").code, 0);
+  const Outcome gltfRun = Reelwright(scratch.dir(), "export model.gltf -q -o gltf.nis");
+  ASSERT_EQ(gltfRun.code, 0) << gltfRun.err;
+
+  NisDocument a, b;
+  std::string error;
+  ASSERT_TRUE(ReadNisFile(scratch.Path("ms3d.nis"), a, error)) << error;
+  ASSERT_TRUE(ReadNisFile(scratch.Path("gltf.nis"), b, error)) << error;
+  const auto isWrapper = [](const std::string& name) { return name.find(kWrapper + "_") != std::string::npos; };
+  b.curves.erase(std::remove_if(b.curves.begin(), b.curves.end(), [&](const NisCurve& c) { return isWrapper(c.name); }),
+                 b.curves.end());
+  ASSERT_EQ(b.leaders.size(), a.leaders.size() + 1);
+  ASSERT_EQ(b.followers.size(), a.followers.size() + 1);
+  ASSERT_EQ(b.curves.size(), a.curves.size());
+  for (size_t i = 0; i < a.leaders.size(); ++i) {
+    EXPECT_EQ(a.leaders[i].name, i == 0 ? b.leaders[0].name : WithoutWrapper(b.leaders[i + 1].name));
+    EXPECT_EQ(a.followers[i].name, i == 0 ? b.followers[0].name : WithoutWrapper(b.followers[i + 1].name));
+  }
+  EXPECT_EQ(a.cameras.size(), b.cameras.size());
+
+  const ModelPtr model = std::move(ReadMs3dFile(ms3d).model);
+  ASSERT_TRUE(model);
+  const double stretch = static_cast<double>(sample.fileFps) / 24;  // the scene's rate: no OPT_FPS
+  size_t agreeing = 0;
+  // Curves come seven to a bone, in the order of the bones; the first is the placeholder.
+  for (size_t first = 1, bone = 0; first < a.curves.size(); first += 7, ++bone) {
+    SCOPED_TRACE(a.curves[first].name);
+    for (size_t k = first; k < first + 7; ++k) ASSERT_EQ(a.curves[k].name, WithoutWrapper(b.curves[k].name));
+    msBone* joint = nullptr;  // the bone of this path: its name is the path's last part
+    const std::string name = a.curves[first].name.substr(a.curves[first].name.rfind('|') + 1);
+    for (int j = 0; j < msModel_GetBoneCount(model.get()) && !joint; ++j) {
+      char text[64] = "";
+      msBone_GetName(msModel_GetBoneAt(model.get(), j), text, sizeof text);
+      if (name == std::string(text) + "_translateX") joint = msModel_GetBoneAt(model.get(), j);
+    }
+    ASSERT_NE(joint, nullptr);
+    msVec3 rest;
+    msBone_GetRotation(joint, rest);
+    const Matrix restMatrix = EulerMatrix(rest[0], rest[1], rest[2]);
+    const size_t keys = a.curves[first].keys.size();
+    for (size_t k = first; k < first + 7; ++k) ASSERT_EQ(b.curves[k].keys.size(), keys);
+    for (size_t key = 0; key < keys; ++key) {
+      const auto at = [&](const NisDocument& d, size_t slot) { return d.curves[first + slot].keys[key].value; };
+      EXPECT_NEAR(b.curves[first].keys[key].time * stretch, a.curves[first].keys[key].time, 1e-5);
+      for (size_t slot = 0; slot < 3; ++slot)
+        EXPECT_NEAR(at(b, slot), at(a, slot), 1e-5 * std::max(1.0, std::fabs(at(a, slot))));
+      const msRotationKey* offset = msBone_GetRotationKeyAt(joint, static_cast<int>(key));
+      const Matrix fromGltf = EulerMatrix(at(b, 3), at(b, 4), at(b, 5));
+      const Matrix composed =
+          Product(restMatrix, EulerMatrix(offset->Rotation[0], offset->Rotation[1], offset->Rotation[2]));
+      EXPECT_LT(Distance(fromGltf, composed), 1e-5) << "key " << key;
+      const Matrix fromMs3d = EulerMatrix(at(a, 3), at(a, 4), at(a, 5));
+      if (Distance(fromMs3d, composed) < 1e-6) {
+        ++agreeing;
+        EXPECT_LT(Distance(fromGltf, fromMs3d), 1e-5) << "key " << key;
+      }
+    }
+  }
+  EXPECT_GT(agreeing, 0u);
+}
+
+std::string SampleName(const ::testing::TestParamInfo<SampleCase>& row) { return row.param.file; }
+
+INSTANTIATE_TEST_SUITE_P(Samples, AssimpCrossCheck, ::testing::ValuesIn(kSamples), SampleName);
+
+}  // namespace
+}  // namespace rw
