@@ -38,11 +38,12 @@ _reelwright() {
   local options types
   case ${COMP_WORDS[1]} in
     export)
-      options="-o --output --log -f --force -q --quiet"
+      options="-o --output --animation --log -f --force -q --quiet"
       types=("ms3d gltf glb")
       case $prev in
         -o | --output) _reelwright_files "$cur" nis; return 0 ;;
         --log) _reelwright_files "$cur"; return 0 ;;
+        --animation) return 0 ;;
       esac
       ;;
     dump) options="--json --keys" types=("nis") ;;
@@ -66,7 +67,7 @@ _reelwright() {
   local i files=0
   for ((i = 2; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      -o | --output | --log) ((i++)) ;;
+      -o | --output | --log | --animation) ((i++)) ;;
       -*) ;;
       *) ((files++)) ;;
     esac
