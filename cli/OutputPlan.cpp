@@ -91,26 +91,32 @@ OutputPaths ChooseOutputPaths(const OutputRequest& request) {
   return paths;
 }
 
-bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal) {
-  const struct {
-    const std::string& path;
-    const char* role;
-  } outputs[] = {{paths.nis, "the NIS file"}, {paths.script, "the script"}, {paths.log, "the log file"}};
-  for (size_t i = 0; i < 3; ++i) {
+bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<NamedFile>& outputs, bool force,
+                      OutputRefusal& refusal) {
+  for (size_t i = 0; i < outputs.size(); ++i) {
     const std::string& path = outputs[i].path;
     if (path.empty()) continue;
     std::string what;
-    if (SameFile(path, request.modelPath)) what = std::string("is the model file; ") + outputs[i].role + " cannot replace it";
-    for (size_t j = 0; j < i && what.empty(); ++j) {
-      if (SameFile(path, outputs[j].path)) what = std::string("would be both ") + outputs[j].role + " and " + outputs[i].role;
+    for (const NamedFile& input : inputs) {
+      if (what.empty() && !input.path.empty() && SameFile(path, input.path))
+        what = "is " + input.role + "; " + outputs[i].role + " cannot replace it";
     }
-    if (what.empty()) what = CheckOnePath(path, request.force);
+    for (size_t j = 0; j < i && what.empty(); ++j) {
+      if (SameFile(path, outputs[j].path)) what = "would be both " + outputs[j].role + " and " + outputs[i].role;
+    }
+    if (what.empty()) what = CheckOnePath(path, force);
     if (!what.empty()) {
       refusal = {path, what};
       return false;
     }
   }
   return true;
+}
+
+bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal) {
+  return CheckOutputFiles({{request.modelPath, "the model file"}},
+                          {{paths.nis, "the NIS file"}, {paths.script, "the script"}, {paths.log, "the log file"}},
+                          request.force, refusal);
 }
 
 }  // namespace rw

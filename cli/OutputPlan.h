@@ -3,6 +3,7 @@
 #define REELWRIGHT_CLI_OUTPUTPLAN_H
 
 #include <string>
+#include <vector>
 
 namespace rw {
 
@@ -25,14 +26,25 @@ struct OutputRefusal {
   std::string what;
 };
 
+// A file and what it is to the user ("the model file").
+struct NamedFile {
+  std::string path;
+  std::string role;
+};
+
+// Checks that no output is an input or another output (by what the paths resolve to), that none
+// exists unless force is set (a link counts; a folder never passes), and that each one's folder
+// exists and is writable and its name fits a file name. Outputs with an empty path are skipped.
+// True, or false with `refusal`.
+bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<NamedFile>& outputs, bool force,
+                      OutputRefusal& refusal);
+
 // The NIS path: the model's path with ".nis" without -o; with -o naming a folder (or ending in
 // a separator), the model's name with ".nis" in that folder; otherwise -o, with ".nis" added
 // when its name has no extension. The script beside the NIS path, and the log as given.
 OutputPaths ChooseOutputPaths(const OutputRequest& request);
 
-// Checks that no output is the model or another output (by what the paths resolve to), that
-// none exists unless force is set (a link counts; a folder never passes), that each one's
-// folder exists and is writable and each name fits a file name. True, or false with `refusal`.
+// CheckOutputFiles for the export: the model in, the NIS file, the script and the log out.
 bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal);
 
 }  // namespace rw

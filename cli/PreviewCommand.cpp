@@ -1,17 +1,25 @@
 #include "cli/PreviewCommand.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <system_error>
 
 #include "cli/Cli.h"
+#include "cli/OutputPlan.h"
+#include "cli/StagedFiles.h"
 #include "inspect/NisDocument.h"
 #include "io/FileBytes.h"
+#include "io/PathText.h"
 #include "preview/PreviewPage.h"
+#include "script/EventScript.h"
 
 namespace rw {
 namespace {
+
+constexpr const char* kPageExtension = "html";
 
 struct PreviewArgs {
   std::string nisPath, scriptPath, outputPath;
@@ -44,36 +52,28 @@ bool IsRegularFile(const std::string& path) {
   return std::filesystem::is_regular_file(path, error);
 }
 
-// Writes beside the target first and renames, so a failed write leaves an old file as it was.
-bool WritePage(const std::string& path, const std::string& bytes) {
-  const std::string temporary = path + ".part";
-  std::FILE* file = std::fopen(temporary.c_str(), "wb");
-  if (!file) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  if (std::fclose(file) != 0 || !written) {
-    std::remove(temporary.c_str());
+// Writes the page under a temporary name beside its place and moves it there, so a failed write
+// leaves an old page as it was and no page replaces a file that appeared meanwhile.
+bool WritePage(const std::string& path, const std::string& bytes, bool force, std::string& problem) {
+  StagedFiles staged;
+  std::FILE* file = staged.Open(path, "wb");
+  bool written = file && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  if (file && std::fclose(file) != 0) written = false;
+  if (!written) {
+    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
     return false;
   }
-  std::error_code error;
-  std::filesystem::rename(temporary, path, error);
-  if (error) std::remove(temporary.c_str());
-  return !error;
+  std::string problemPath;
+  return staged.Place(force, problemPath, problem);
 }
 
 }  // namespace
-
-std::string BesideNis(const std::string& nisPath, const std::string& extension) {
-  const size_t slash = nisPath.find_last_of("/\\");
-  const size_t dot = nisPath.rfind('.');
-  const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash + 1);
-  return (hasExtension ? nisPath.substr(0, dot) : nisPath) + extension;
-}
 
 int PreviewCommand(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
   PreviewArgs args;
   const std::string problem = ParsePreviewArgs(words, args);
   if (!problem.empty()) return UsageError(err, problem);
-  if (args.outputPath.empty()) args.outputPath = BesideNis(args.nisPath, ".html");
+  if (args.outputPath.empty()) args.outputPath = ReplaceExtension(args.nisPath, kPageExtension);
 
   NisDocument doc;
   std::string error;
@@ -83,8 +83,8 @@ int PreviewCommand(const std::vector<std::string>& words, std::ostream& out, std
   }
   // The exporter writes the script beside the NIS; an explicit one must be readable.
   bool haveScript = !args.scriptPath.empty();
-  if (!haveScript && IsRegularFile(BesideNis(args.nisPath, ".script"))) {
-    args.scriptPath = BesideNis(args.nisPath, ".script");
+  if (!haveScript && IsRegularFile(ScriptPathFor(args.nisPath))) {
+    args.scriptPath = ScriptPathFor(args.nisPath);
     haveScript = true;
   }
   std::string script;
@@ -92,13 +92,10 @@ int PreviewCommand(const std::vector<std::string>& words, std::ostream& out, std
     ReportFileError(err, args.scriptPath, error);
     return kExitUsage;
   }
-  std::error_code fsError;
-  if (std::filesystem::is_directory(args.outputPath, fsError)) {
-    ReportFileError(err, args.outputPath, "is a folder");
-    return kExitUsage;
-  }
-  if (!args.force && std::filesystem::exists(args.outputPath, fsError)) {
-    ReportFileError(err, args.outputPath, "exists; use --force to replace it");
+  OutputRefusal refusal;
+  if (!CheckOutputFiles({{args.nisPath, "the NIS file"}, {haveScript ? args.scriptPath : "", "the script"}},
+                        {{args.outputPath, "the page"}}, args.force, refusal)) {
+    ReportFileError(err, refusal.path, "error: " + refusal.what);
     return kExitUsage;
   }
   if (!PreviewLibraryPresent()) {
@@ -107,8 +104,10 @@ int PreviewCommand(const std::vector<std::string>& words, std::ostream& out, std
     return kExitFailed;
   }
   const std::string title = std::filesystem::path(args.nisPath).filename().string();
-  if (!WritePage(args.outputPath, BuildPreviewPage(doc, title, haveScript ? &script : nullptr))) {
-    ReportFileError(err, args.outputPath, "cannot be written");
+  std::string writeProblem;
+  if (!WritePage(args.outputPath, BuildPreviewPage(doc, title, haveScript ? &script : nullptr), args.force,
+                 writeProblem)) {
+    ReportFileError(err, args.outputPath, "error: " + writeProblem);
     return kExitFailed;
   }
   out << "preview written to " << args.outputPath << (haveScript ? " (script " + args.scriptPath + ")" : " (no script)")

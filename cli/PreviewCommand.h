@@ -16,9 +16,6 @@ namespace rw {
 // input or an existing output without --force (nothing written).
 int PreviewCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
-// The default paths beside a NIS file: "a/b.nis" -> "a/b" + extension (".html", ".script").
-std::string BesideNis(const std::string& nisPath, const std::string& extension);
-
 }  // namespace rw
 
 #endif
