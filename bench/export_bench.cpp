@@ -100,7 +100,6 @@ void BM_Export(benchmark::State& state) {
     state.ResumeTiming();
     ok = rw::ExportNis(files.nis.c_str(), model) && ok;
     state.PauseTiming();
-    scene.reset();
     msModel_Destroy(model);
     state.ResumeTiming();
   }
