@@ -229,46 +229,38 @@ const char kNoLibrary[] = "reelwright was built without three.js (Debian: apt-ge
 class PreviewPages : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    chromium_ = new std::string(Chromium());
+    chromium_ = Chromium();
     // One folder per process: ctest runs each case in a process of its own, maybe side by side.
-    dir_ = new std::string(std::string(RW_BINARY_DIR) + "/scratch/PreviewPages." + std::to_string(getpid()));
-    std::filesystem::remove_all(*dir_);
-    std::filesystem::create_directories(*dir_);
-    const std::string& dir = *dir_;
-    Outcome made = Reelwright(dir, "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o fleet.nis");
-    made = made.code ? made : Reelwright(dir, "preview fleet.nis");
+    dir_ = std::string(RW_BINARY_DIR) + "/scratch/PreviewPages." + std::to_string(getpid());
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+    const std::string& dir = dir_;
+    made_ = Reelwright(dir, "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o fleet.nis");
+    made_ = made_.code ? made_ : Reelwright(dir, "preview fleet.nis");
     test::WriteFileBytes(dir + "/scene.nis", BuildNis(GeneratedEntities(), {"CAM_A", "CAM_B"}));
     test::WriteFileBytes(dir + "/scene.script", kGeneratedScript);
-    made = made.code ? made : Reelwright(dir, "preview scene.nis");
-    made_ = new Outcome(made);
+    made_ = made_.code ? made_ : Reelwright(dir, "preview scene.nis");
   }
   static void TearDownTestSuite() {
     std::error_code ignored;
-    std::filesystem::remove_all(*dir_, ignored);
-    delete made_;
-    delete dir_;
-    delete chromium_;
+    std::filesystem::remove_all(dir_, ignored);
   }
   void SetUp() override {
     if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
-    ASSERT_EQ(made_->code, 0) << made_->err;
-    if (chromium_->empty()) GTEST_SKIP() << "chromium is not installed (Debian: apt-get install chromium): browser tests skipped";
+    ASSERT_EQ(made_.code, 0) << made_.err;
+    if (chromium_.empty()) GTEST_SKIP() << "chromium is not installed (Debian: apt-get install chromium): browser tests skipped";
   }
   static const PageReading& Example();
   static const PageReading& Generated();
 
-  static std::string* chromium_;
-  static std::string* dir_;
-  static Outcome* made_;
+  static inline std::string chromium_, dir_;
+  static inline Outcome made_;
 };
-std::string* PreviewPages::chromium_ = nullptr;
-std::string* PreviewPages::dir_ = nullptr;
-Outcome* PreviewPages::made_ = nullptr;
 
 // Every bone of the example at every key time, its active camera at each cut, and the pixels the
 // view through the camera drew at frame 48.
 const PageReading& PreviewPages::Example() {
-  static const PageReading reading = ReadPage(*chromium_, *dir_, "fleet.html", R"(
+  static const PageReading reading = ReadPage(chromium_, dir_, "fleet.html", R"(
     var names = ['FOLW_Root|Fleet', 'FOLW_Root|Fleet|Ship1', 'FOLW_Root|CAM_Main'];
     var times = api.model.curves['ANIM_Root|Fleet_translateX'].keys.map(function (k) { return k.time; });
     put('times', ...times);
@@ -289,7 +281,7 @@ const PageReading& PreviewPages::Example() {
 }
 
 const PageReading& PreviewPages::Generated() {
-  static const PageReading reading = ReadPage(*chromium_, *dir_, "scene.html", R"(
+  static const PageReading reading = ReadPage(chromium_, dir_, "scene.html", R"(
     ['FOLW_Root|Base', 'FOLW_Root|Base|Child'].forEach(function (n) {
       [1, 3].forEach(function (t) { var e = api.evaluate(n, t); put(n + '@' + t, ...e.local, ...e.position); });
     });
@@ -454,13 +446,13 @@ std::vector<double> PreviewAndPlace(const std::string& chromium, const std::stri
 // Files of the game's own kinds, made by the inspector's builders, through the whole road: the
 // reader's second curve layout and the Crannnberry layout reach the page, which animates them.
 TEST_F(PreviewPages, GameLayoutsEndToEnd) {
-  test::WriteFileBytes(*dir_ + "/game.nis", test::GameScene().Build());
-  test::WriteFileBytes(*dir_ + "/older.nis", test::CrannnberryTestFile().Build());
-  const std::vector<double> game = PreviewAndPlace(*chromium_, *dir_, "game");
+  test::WriteFileBytes(dir_ + "/game.nis", test::GameScene().Build());
+  test::WriteFileBytes(dir_ + "/older.nis", test::CrannnberryTestFile().Build());
+  const std::vector<double> game = PreviewAndPlace(chromium_, dir_, "game");
   EXPECT_EQ(game[1], 1) << "the flagged curve";
   EXPECT_GT(game[2], 0) << "objects placed";
   EXPECT_EQ(game[3], 0) << "matrix elements that are not finite";
-  EXPECT_EQ(PreviewAndPlace(*chromium_, *dir_, "older"), (std::vector<double>{1, 0, 3, 0, -1})) << "two objects and a camera";
+  EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "older"), (std::vector<double>{1, 0, 3, 0, -1})) << "two objects and a camera";
 }
 
 // Every real model's export gets a page that loads cleanly and places every follower at finite
@@ -470,8 +462,8 @@ class SampleExport : public PreviewPages, public ::testing::WithParamInterface<c
 TEST_P(SampleExport, PagePlacesEveryFollower) {
   const std::string model = std::string(RW_SAMPLES_DIR) + "/" + GetParam() + ".ms3d";
   if (!test::FileExists(model)) GTEST_SKIP() << "sample models not found in " RW_SAMPLES_DIR;
-  ASSERT_EQ(Reelwright(*dir_, "export '" + model + "' -q -f -o " + GetParam() + ".nis").code, 0);
-  const std::vector<double> placed = PreviewAndPlace(*chromium_, *dir_, GetParam());
+  ASSERT_EQ(Reelwright(dir_, "export '" + model + "' -q -f -o " + GetParam() + ".nis").code, 0);
+  const std::vector<double> placed = PreviewAndPlace(chromium_, dir_, GetParam());
   EXPECT_EQ(placed[2], placed[4]) << "objects drawn, followers but the placeholder";
   EXPECT_EQ(placed[3], 0) << "matrix elements that are not finite";
 }
