@@ -304,21 +304,17 @@ const PageReading& PreviewPages::Generated() {
   return reading;
 }
 
+// Every test of a page starts here: the page loaded and reported no errors.
 void ExpectNoPageErrors(const PageReading& reading) {
   ASSERT_TRUE(reading.loaded) << "the page did not finish its probe";
   EXPECT_EQ(reading.errors, "") << "the page reported errors";
-}
-
-TEST_F(PreviewPages, LoadWithoutErrors) {
-  ExpectNoPageErrors(Example());
-  ExpectNoPageErrors(Generated());
 }
 
 // At each key time a bone's parent-relative values are its bind pose plus its key exactly (a
 // camera's Y turn with the half turn), and its world position is its parent's placement of it.
 TEST_F(PreviewPages, ExampleBonesAtKeyTimesAreBindPlusKey) {
   const PageReading& page = Example();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const Ms3dFile model = FleetScene();
   const std::vector<double>& times = page.values.at("times");
   ASSERT_EQ(times.size(), 4u);
@@ -356,7 +352,7 @@ TEST_F(PreviewPages, ExampleBonesAtKeyTimesAreBindPlusKey) {
 
 TEST_F(PreviewPages, ExampleCameraCutsAndViewThroughTheCamera) {
   const PageReading& page = Example();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   // The example's script cuts once, at 0, to its one camera.
   EXPECT_EQ(page.texts.at("cuts"), "1");
   EXPECT_EQ(page.texts.at("cut0"), "0 CAM_Main CAM_Main");
@@ -369,7 +365,7 @@ TEST_F(PreviewPages, ExampleCameraCutsAndViewThroughTheCamera) {
 // along the last slope, constant holds the last value; a child stands where its parent puts it.
 TEST_F(PreviewPages, GeneratedMidpointsInfinityAndParent) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const std::vector<double> base1 = {2, 1, -3, 0.3, -0.2, 0.5}, base3 = {6, 2, -6, 0.3, -0.2, 0.5};
   const std::vector<double>& got1 = page.values.at("FOLW_Root|Base@1");
   const std::vector<double>& got3 = page.values.at("FOLW_Root|Base@3");
@@ -386,7 +382,7 @@ class RotationOrder : public PreviewPages, public ::testing::WithParamInterface<
 
 TEST_P(RotationOrder, ComposesTheTurnsInTheRecordsOrder) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const std::vector<double>& m = page.values.at(GetParam());  // 16 numbers, column by column
   ASSERT_EQ(m.size(), 16u);
   const Matrix3 expected = Euler(GetParam(), kOrderAngles);
@@ -398,7 +394,7 @@ INSTANTIATE_TEST_SUITE_P(Preview, RotationOrder, ::testing::ValuesIn(kOrders),
 
 TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const std::pair<const char*, const char*> cuts[] = {{"0", "CAM_A"},    {"0.99", "CAM_A"}, {"1", "CAM_B"},
                                                       {"1.99", "CAM_B"}, {"2", "CAM_A"},    {"3", "CAM_A"}};
   for (const auto& [time, camera] : cuts)
@@ -415,7 +411,7 @@ TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) 
 // older layout's objects pass through their keys.
 TEST_F(PreviewPages, BezierAndCrannnberryCurves) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   auto bezier = [](double s) { return 3 * (1 - s) * (1 - s) * s * 4 + 3 * (1 - s) * s * s * -2 + s * s * s; };
   const std::vector<double> expected = {0, bezier(0.25), bezier(0.5), 1, 1 + 1 * (1 - -2) / (3 - 2)};
   const std::vector<double>& got = page.values.at("bezier");
