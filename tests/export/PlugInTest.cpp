@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 #include "export/ExportDriver.h"
 #include "export/PlugIn.h"
@@ -42,17 +43,14 @@ std::string RunHead(const std::string& path) {
          "\"...\r\nTrying to attach an LiteIFF chunk to the given file...\r\n";
 }
 
-TEST_F(PlugInTest, ObjectAnswersTypeAndOneStableTitle) {
+TEST_F(PlugInTest, ObjectAnswersTypeAndOneStableTitleAndANullModelWithMinusOne) {
+  test::RecordingPlatform platform(scratch.Path("x.nis"));
   std::unique_ptr<PlugInInterface> plugIn(CreatePlugIn());
   EXPECT_EQ(plugIn->GetPlugInType(), 2);
   const char* title = plugIn->GetPlugInTitle();
   EXPECT_STREQ(title, "Reelwright");
+  EXPECT_EQ(plugIn->RunExportCommand(nullptr), -1);
   EXPECT_EQ(plugIn->GetPlugInTitle(), title);
-}
-
-TEST_F(PlugInTest, NullModelReturnsMinusOneAndShowsNothing) {
-  test::RecordingPlatform platform(scratch.Path("x.nis"));
-  EXPECT_EQ(Run(nullptr), -1);
   EXPECT_TRUE(platform.requests.empty());
   EXPECT_TRUE(platform.boxes.empty());
   EXPECT_EQ(platform.windowsCreated, 0);
@@ -71,16 +69,12 @@ TEST_F(PlugInTest, CancelledDialogLeavesModelAndLogAlone) {
   // The request, field by field.
   ASSERT_EQ(platform.requests.size(), 1u);
   const test::RecordingPlatform::Request& r = platform.requests[0];
-  EXPECT_EQ(r.fields.structSize, 76u);
+  EXPECT_EQ(std::make_tuple(r.fields.structSize, r.fields.filterIndex, r.fields.maxFile, r.fields.maxFileTitle, r.fields.flags),
+            std::make_tuple(76u, 0u, 256u, 256u, 0x806u));
   EXPECT_EQ(r.filterBytes, std::string("NIS Files (*.nis)\0*.nis\0All Files (*.*)\0*.*\0", 45) + std::string(83, '\0'));
-  EXPECT_EQ(r.fields.filterIndex, 0u);
-  EXPECT_EQ(r.fileText, "");
-  EXPECT_EQ(r.fields.maxFile, 256u);
-  EXPECT_EQ(r.fileTitleText, "");
-  EXPECT_EQ(r.fields.maxFileTitle, 256u);
+  EXPECT_EQ(r.fileText + r.fileTitleText, "");
   EXPECT_EQ(r.fields.initialDir, nullptr);
   EXPECT_STREQ(r.fields.title, "Export NIS");
-  EXPECT_EQ(r.fields.flags, 0x806u);
   EXPECT_EQ(r.defExtBytes, std::string("nis") + std::string(29, '\0'));
   msModel_Destroy(model);
 }

@@ -178,8 +178,8 @@ TEST(Dump, JsonOfTheGameLayoutsReadsBackAsBuilt) {
   const Json& read = crannnberry["crannnberry"];
   EXPECT_EQ(crannnberry["layout"], "crannnberry");
   EXPECT_EQ(read["versionFloat"], 257);
-  EXPECT_NE(Dump(file.Build(), true).find(R"("info": {"start": 0.0, "end": 12.5, "word": -1.0, "objectCount": 2,)"), std::string::npos);
-  EXPECT_EQ(read["info"], Json::parse(R"({"start": 0, "end": 12.5, "word": -1, "objectCount": 2, "word1": 1, "word2": 0})"));
+  EXPECT_NE(Dump(file.Build(), true).find(R"("info": {"start": 0.0, "end": 12.5, "word": -1.0, "objectCount": 2, "word1": 1, "word2": 0})"),
+            std::string::npos);
   ASSERT_EQ(read["objects"].size() + read["cameras"].size(), 3u);
   for (size_t record = 0; record < 3; ++record) {
     bool camera = record >= file.objects.size();

@@ -31,8 +31,8 @@ double ExpectedValue(msBone* bone, int j, int slot, bool camera) {
   return double(float(extra + double(key[slot % 3]) + double(bind[slot % 3])));
 }
 
-// One FORM "NIS " holding the seven chunks in their order, each of them fully decoded.
-void ExpectChunkOrder(const NisDocument& doc) {
+void ExpectDocumentMatchesScene(const Scene& s, const NisDocument& doc) {
+  // One FORM "NIS " holding the seven chunks in their order, each of them fully decoded.
   ASSERT_EQ(doc.chunks.size(), 1u);
   std::string order;
   for (const NisChunk& chunk : doc.chunks[0].children) {
@@ -40,10 +40,6 @@ void ExpectChunkOrder(const NisDocument& doc) {
     EXPECT_TRUE(chunk.decoding == NisDecoding::kFull && chunk.dataSize == chunk.length) << order;
   }
   EXPECT_EQ(order, "NAME VERS INFO ANIM LEAD FOLW CMRA ");
-}
-
-void ExpectDocumentMatchesScene(const Scene& s, const NisDocument& doc) {
-  ExpectChunkOrder(doc);
   size_t n = s.bones.size();
   ASSERT_TRUE(doc.info);
   EXPECT_EQ((std::array{doc.info->fps, doc.info->start, doc.info->end}), (std::array{s.fps, s.startTime, s.endTime}));

@@ -1,9 +1,7 @@
 // The manual page and the bash completion that the packages install: the page names exactly the
 // options --help names and renders without warnings; the completion completes in a real bash.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -16,22 +14,7 @@
 namespace rw {
 namespace {
 
-// Runs a shell command line; its exit code and stdout (stderr too when the line redirects it).
-struct ShellRun {
-  int code = -1;
-  std::string out;
-};
-ShellRun Shell(const std::string& command) {
-  ShellRun run;
-  std::FILE* pipe = popen(command.c_str(), "r");
-  char buffer[4096];
-  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.out.append(buffer, got);
-  const int status = pipe ? pclose(pipe) : -1;
-  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
-bool HaveProgram(const std::string& name) { return Shell("command -v " + name + " >/dev/null 2>&1").code == 0; }
+using test::HaveProgram;
 
 // Every "-x" or "--name" in text that starts a word (or follows "[", "|" or "(").
 std::set<std::string> OptionsIn(const std::string& text) {
@@ -66,9 +49,9 @@ TEST(ManualPage, DocumentsExactlyTheOptionsOfHelp) {
 
 TEST(ManualPage, RendersWithoutWarnings) {
   if (!HaveProgram("groff")) GTEST_SKIP() << "groff is not installed (Debian: groff-base)";
-  const ShellRun run = Shell("groff -ww -man -Tutf8 '" RW_MANUAL_PAGE "' 2>&1 >/dev/null");
+  const test::Outcome run = test::Run("", "groff -ww -man -Tutf8 '" RW_MANUAL_PAGE "' >/dev/null");
   EXPECT_EQ(run.code, 0);
-  EXPECT_EQ(run.out, "") << "groff's warnings";
+  EXPECT_EQ(run.err, "") << "groff's warnings";
 }
 
 // A command line being completed (its last word is the one under the cursor) and the sorted
@@ -95,9 +78,9 @@ TEST_P(CompletionTest, CompletesInBash) {
                                                       std::string(GetParam().words) +
                                                       ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_reelwright\n"
                                                       "printf '%s\\n' \"${COMPREPLY[@]}\" | LC_ALL=C sort\n");
-  const ShellRun run = Shell("cd '" + scratch.dir() + "' && bash --norc --noprofile complete.sh 2>&1");
+  const test::Outcome run = test::Run(scratch.dir(), "bash --norc --noprofile complete.sh");
   EXPECT_EQ(run.code, 0);
-  EXPECT_EQ(run.out, GetParam().completions);
+  EXPECT_EQ(run.out + run.err, GetParam().completions);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -14,13 +14,8 @@ class ExportLogTest : public ::testing::Test {
   test::RecordingPlatform platform;
 };
 
-struct LineEndCase {
-  const char* in;
-  const char* out;
-};
-
 TEST(ConvertLineEnds, AddsCrOnlyWhereTheSourceHasNone) {
-  const LineEndCase cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"a\nb\n", "a\r\nb\r\n"},  // LF becomes CR LF
       {"\r\n", "\r\n"},          // a pair stays two characters
       {"\n\n", "\r\n\r\n"},      // two LFs, two pairs
@@ -29,20 +24,16 @@ TEST(ConvertLineEnds, AddsCrOnlyWhereTheSourceHasNone) {
       {"\r\r\n", "\r\r\n"},      // the LF looks at the character right before it
       {"", ""},
   };
-  for (const LineEndCase& c : cases) EXPECT_EQ(ConvertLineEnds(c.in), c.out) << test::ToHex(c.in);
+  for (const auto& [in, out] : cases) EXPECT_EQ(ConvertLineEnds(in), out) << test::ToHex(in);
 }
 
-TEST_F(ExportLogTest, PrintsWithoutSectionsGoNowhere) {
+TEST_F(ExportLogTest, EveryPrintGoesIntoEverySectionAndTheWindowShowsTheTop) {
   EXPECT_FALSE(LogRefresh());  // no window before the first run
-  LogPrint("lost\n");
+  LogPrint("lost\n");         // no sections: it goes nowhere
   EXPECT_EQ(LogSectionCount(), 0u);
   LogCreateWindow();
   EXPECT_TRUE(LogRefresh());  // a window, but nothing to show
   EXPECT_EQ(platform.windowText, "");
-}
-
-TEST_F(ExportLogTest, EveryPrintGoesIntoEverySectionAndTheWindowShowsTheTop) {
-  LogCreateWindow();
   LogOpenSection();
   LogPrint("a\n");
   LogOpenSection();
@@ -58,13 +49,6 @@ TEST_F(ExportLogTest, EveryPrintGoesIntoEverySectionAndTheWindowShowsTheTop) {
   LogCloseSection();
   LogCloseSection();  // the bottom section is never removed this way
   EXPECT_EQ(LogSectionCount(), 1u);
-}
-
-TEST_F(ExportLogTest, SectionEndingWithCrDoesNotPairWithTheNextPrint) {
-  LogOpenSection();
-  LogPrint("x\r");
-  LogPrint("\ny");
-  EXPECT_EQ(LogTopText(), "x\r\r\ny");
 }
 
 TEST_F(ExportLogTest, StageFrameLeavesHeadBodyAndEndInTheEnclosingSection) {
@@ -97,7 +81,13 @@ TEST_F(ExportLogTest, CloseAllEndsEverySectionDiscardsTextAndDestroysTheWindow) 
   EXPECT_EQ(LogSectionText(0), "new\r\n");  // nothing of the previous run remains
 }
 
-TEST_F(ExportLogTest, LongPrintsAreKeptWholeBeforeAndAfterConversion) {
+// A section ending with CR does not pair it with the next print's LF.
+TEST_F(ExportLogTest, PrintsAreConvertedOneByOneAndKeptWhole) {
+  LogOpenSection();
+  LogPrint("x\r");
+  LogPrint("\ny");
+  EXPECT_EQ(LogTopText(), "x\r\r\ny");
+  LogCloseAll();
   LogOpenSection();
   const std::string path(1000, 'p');
   LogPrint("Exporting NIS to \"%s\"...\n", path.c_str());

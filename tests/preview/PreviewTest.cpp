@@ -2,7 +2,6 @@
 // chromium. The page's own numbers are read back through its window.reelwrightPreview interface
 // and compared with values worked out here from the model.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -25,25 +24,8 @@ namespace {
 using test::Bytes;
 using test::Chunk;
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
-
-// Runs a shell command line in dir; stdout and stderr come back apart.
-Outcome Run(const std::string& dir, const std::string& command) {
-  const std::string errPath = dir + ".err";
-  const std::string line = "cd '" + dir + "' && " + command + " 2>'" + errPath + "'";
-  Outcome outcome;
-  std::FILE* pipe = popen(line.c_str(), "r");
-  char buffer[4096];
-  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.out.append(buffer, got);
-  const int status = pipe ? pclose(pipe) : -1;
-  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  outcome.err = test::ReadFileBytes(errPath);
-  std::remove(errPath.c_str());
-  return outcome;
-}
+using test::Outcome;
+using test::Run;
 
 Outcome Reelwright(const std::string& dir, const std::string& args) { return Run(dir, "'" RW_REELWRIGHT "' " + args); }
 
@@ -52,11 +34,14 @@ Outcome Reelwright(const std::string& dir, const std::string& args) { return Run
 // a straight line whose both keys carry its slope, so the Hermite midpoint is the exact mean.
 
 struct Entity {
-  std::string path;             // "Root|Base"
-  double from[6], to[6];        // translate X, Y, Z, rotate X, Y, Z at 0 s and at 2 s
-  std::string order = " ZYX";   // stored rotation order
-  std::string objectClass = "Ship";
-  std::string leader;           // default: "LEAD_" + path
+  Entity(std::string p, std::array<double, 6> f, std::array<double, 6> t, std::string o = " ZYX",
+         std::string c = "Ship", std::string l = "")
+      : path(std::move(p)), from(f), to(t), order(std::move(o)), objectClass(std::move(c)), leader(std::move(l)) {}
+  std::string path;                // "Root|Base"
+  std::array<double, 6> from, to;  // translate X, Y, Z, rotate X, Y, Z at 0 s and at 2 s
+  std::string order;               // stored rotation order
+  std::string objectClass;
+  std::string leader;  // default: "LEAD_" + path
 };
 
 constexpr double kKeyTimes[2] = {0.0, 2.0};
@@ -113,35 +98,21 @@ std::string BuildNis(const std::vector<Entity>& entities, const std::vector<std:
                        Chunk("CMRA", cmra.s));
 }
 
-Entity Make(const std::string& path, std::array<double, 6> from, std::array<double, 6> to, const std::string& order = " ZYX",
-            const std::string& objectClass = "Ship", const std::string& leader = "") {
-  Entity e;
-  e.path = path;
-  for (int i = 0; i < 6; ++i) {
-    e.from[i] = from[i];
-    e.to[i] = to[i];
-  }
-  e.order = order;
-  e.objectClass = objectClass;
-  e.leader = leader;
-  return e;
-}
-
 const double kOrderAngles[3] = {0.3, 0.5, 0.7};
 const char* const kOrders[6] = {"XYZ", "XZY", "YXZ", "YZX", "ZXY", "ZYX"};
 
 std::vector<Entity> GeneratedEntities() {
   std::vector<Entity> entities = {
-      Make("Root|Base", {0, 0, 0, 0.3, -0.2, 0.5}, {4, 2, -6, 0.3, -0.2, 0.5}),
-      Make("Root|Base|Child", {1, 0, 0, 0, 0, 0}, {1, 0, 0, 0, 0, 0}),
-      Make("Root|CAM_A", {0, 0, 10, 0, 3.14159274, 0}, {0, 0, 10, 0, 3.14159274, 0}, " ZYX", "camera"),
-      Make("Root|CAM_B", {0, 5, 10, 0, 3.14159274, 0}, {0, 5, 10, 0, 3.14159274, 0}, " ZYX", "camera"),
-      Make("Root|Lost", {}, {}, " ZYX", "Effect", "LEAD_Nowhere"),
-      Make("Root|</script><b>x", {}, {}),
+      {"Root|Base", {0, 0, 0, 0.3, -0.2, 0.5}, {4, 2, -6, 0.3, -0.2, 0.5}},
+      {"Root|Base|Child", {1, 0, 0, 0, 0, 0}, {1, 0, 0, 0, 0, 0}},
+      {"Root|CAM_A", {0, 0, 10, 0, 3.14159274, 0}, {0, 0, 10, 0, 3.14159274, 0}, " ZYX", "camera"},
+      {"Root|CAM_B", {0, 5, 10, 0, 3.14159274, 0}, {0, 5, 10, 0, 3.14159274, 0}, " ZYX", "camera"},
+      {"Root|Lost", {}, {}, " ZYX", "Effect", "LEAD_Nowhere"},
+      {"Root|</script><b>x", {}, {}},
   };
   for (const char* order : kOrders) {
     const std::string stored = std::string(" ") + order[2] + order[1] + order[0];  // kept backwards
-    entities.push_back(Make(std::string("Root|Order") + order, {0, 0, 0, 0.3, 0.5, 0.7}, {0, 0, 0, 0.3, 0.5, 0.7}, stored));
+    entities.push_back({std::string("Root|Order") + order, {0, 0, 0, 0.3, 0.5, 0.7}, {0, 0, 0, 0.3, 0.5, 0.7}, stored});
   }
   return entities;
 }
@@ -160,11 +131,8 @@ const char kGeneratedScript[] =
 std::string Chromium() {
   if (const char* chosen = std::getenv("REELWRIGHT_CHROMIUM")) return chosen;
   for (const char* name : {"chromium", "chromium-browser", "google-chrome"}) {
-    std::FILE* pipe = popen((std::string("command -v ") + name + " 2>/dev/null").c_str(), "r");
-    char path[4096] = {};
-    const bool found = pipe && std::fgets(path, sizeof path, pipe);
-    if (pipe) pclose(pipe);
-    if (found) return std::string(path).substr(0, std::string(path).find('\n'));
+    const Outcome found = Run("", std::string("command -v ") + name);
+    if (found.code == 0) return found.out.substr(0, found.out.find('\n'));
   }
   return "";
 }
@@ -261,46 +229,38 @@ const char kNoLibrary[] = "reelwright was built without three.js (Debian: apt-ge
 class PreviewPages : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    chromium_ = new std::string(Chromium());
+    chromium_ = Chromium();
     // One folder per process: ctest runs each case in a process of its own, maybe side by side.
-    dir_ = new std::string(std::string(RW_BINARY_DIR) + "/scratch/PreviewPages." + std::to_string(getpid()));
-    std::filesystem::remove_all(*dir_);
-    std::filesystem::create_directories(*dir_);
-    const std::string& dir = *dir_;
-    Outcome made = Reelwright(dir, "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o fleet.nis");
-    made = made.code ? made : Reelwright(dir, "preview fleet.nis");
+    dir_ = std::string(RW_BINARY_DIR) + "/scratch/PreviewPages." + std::to_string(getpid());
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+    const std::string& dir = dir_;
+    made_ = Reelwright(dir, "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o fleet.nis");
+    made_ = made_.code ? made_ : Reelwright(dir, "preview fleet.nis");
     test::WriteFileBytes(dir + "/scene.nis", BuildNis(GeneratedEntities(), {"CAM_A", "CAM_B"}));
     test::WriteFileBytes(dir + "/scene.script", kGeneratedScript);
-    made = made.code ? made : Reelwright(dir, "preview scene.nis");
-    made_ = new Outcome(made);
+    made_ = made_.code ? made_ : Reelwright(dir, "preview scene.nis");
   }
   static void TearDownTestSuite() {
     std::error_code ignored;
-    std::filesystem::remove_all(*dir_, ignored);
-    delete made_;
-    delete dir_;
-    delete chromium_;
+    std::filesystem::remove_all(dir_, ignored);
   }
   void SetUp() override {
     if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
-    ASSERT_EQ(made_->code, 0) << made_->err;
-    if (chromium_->empty()) GTEST_SKIP() << "chromium is not installed (Debian: apt-get install chromium): browser tests skipped";
+    ASSERT_EQ(made_.code, 0) << made_.err;
+    if (chromium_.empty()) GTEST_SKIP() << "chromium is not installed (Debian: apt-get install chromium): browser tests skipped";
   }
   static const PageReading& Example();
   static const PageReading& Generated();
 
-  static std::string* chromium_;
-  static std::string* dir_;
-  static Outcome* made_;
+  static inline std::string chromium_, dir_;
+  static inline Outcome made_;
 };
-std::string* PreviewPages::chromium_ = nullptr;
-std::string* PreviewPages::dir_ = nullptr;
-Outcome* PreviewPages::made_ = nullptr;
 
 // Every bone of the example at every key time, its active camera at each cut, and the pixels the
 // view through the camera drew at frame 48.
 const PageReading& PreviewPages::Example() {
-  static const PageReading reading = ReadPage(*chromium_, *dir_, "fleet.html", R"(
+  static const PageReading reading = ReadPage(chromium_, dir_, "fleet.html", R"(
     var names = ['FOLW_Root|Fleet', 'FOLW_Root|Fleet|Ship1', 'FOLW_Root|CAM_Main'];
     var times = api.model.curves['ANIM_Root|Fleet_translateX'].keys.map(function (k) { return k.time; });
     put('times', ...times);
@@ -321,7 +281,7 @@ const PageReading& PreviewPages::Example() {
 }
 
 const PageReading& PreviewPages::Generated() {
-  static const PageReading reading = ReadPage(*chromium_, *dir_, "scene.html", R"(
+  static const PageReading reading = ReadPage(chromium_, dir_, "scene.html", R"(
     ['FOLW_Root|Base', 'FOLW_Root|Base|Child'].forEach(function (n) {
       [1, 3].forEach(function (t) { var e = api.evaluate(n, t); put(n + '@' + t, ...e.local, ...e.position); });
     });
@@ -344,21 +304,17 @@ const PageReading& PreviewPages::Generated() {
   return reading;
 }
 
+// Every test of a page starts here: the page loaded and reported no errors.
 void ExpectNoPageErrors(const PageReading& reading) {
   ASSERT_TRUE(reading.loaded) << "the page did not finish its probe";
   EXPECT_EQ(reading.errors, "") << "the page reported errors";
-}
-
-TEST_F(PreviewPages, LoadWithoutErrors) {
-  ExpectNoPageErrors(Example());
-  ExpectNoPageErrors(Generated());
 }
 
 // At each key time a bone's parent-relative values are its bind pose plus its key exactly (a
 // camera's Y turn with the half turn), and its world position is its parent's placement of it.
 TEST_F(PreviewPages, ExampleBonesAtKeyTimesAreBindPlusKey) {
   const PageReading& page = Example();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const Ms3dFile model = FleetScene();
   const std::vector<double>& times = page.values.at("times");
   ASSERT_EQ(times.size(), 4u);
@@ -396,7 +352,7 @@ TEST_F(PreviewPages, ExampleBonesAtKeyTimesAreBindPlusKey) {
 
 TEST_F(PreviewPages, ExampleCameraCutsAndViewThroughTheCamera) {
   const PageReading& page = Example();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   // The example's script cuts once, at 0, to its one camera.
   EXPECT_EQ(page.texts.at("cuts"), "1");
   EXPECT_EQ(page.texts.at("cut0"), "0 CAM_Main CAM_Main");
@@ -409,7 +365,7 @@ TEST_F(PreviewPages, ExampleCameraCutsAndViewThroughTheCamera) {
 // along the last slope, constant holds the last value; a child stands where its parent puts it.
 TEST_F(PreviewPages, GeneratedMidpointsInfinityAndParent) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const std::vector<double> base1 = {2, 1, -3, 0.3, -0.2, 0.5}, base3 = {6, 2, -6, 0.3, -0.2, 0.5};
   const std::vector<double>& got1 = page.values.at("FOLW_Root|Base@1");
   const std::vector<double>& got3 = page.values.at("FOLW_Root|Base@3");
@@ -426,7 +382,7 @@ class RotationOrder : public PreviewPages, public ::testing::WithParamInterface<
 
 TEST_P(RotationOrder, ComposesTheTurnsInTheRecordsOrder) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const std::vector<double>& m = page.values.at(GetParam());  // 16 numbers, column by column
   ASSERT_EQ(m.size(), 16u);
   const Matrix3 expected = Euler(GetParam(), kOrderAngles);
@@ -438,7 +394,7 @@ INSTANTIATE_TEST_SUITE_P(Preview, RotationOrder, ::testing::ValuesIn(kOrders),
 
 TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   const std::pair<const char*, const char*> cuts[] = {{"0", "CAM_A"},    {"0.99", "CAM_A"}, {"1", "CAM_B"},
                                                       {"1.99", "CAM_B"}, {"2", "CAM_A"},    {"3", "CAM_A"}};
   for (const auto& [time, camera] : cuts)
@@ -451,53 +407,48 @@ TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) 
 }
 
 // The second curve layout: absolute handles, here at the thirds of the gap in time, so the value
-// at time t is the Bezier polynomial at t / 3; linear post-infinity follows the last handle.
-TEST_F(PreviewPages, BezierLayoutCurve) {
+// at time t is the Bezier polynomial at t / 3; linear post-infinity follows the last handle. The
+// older layout's objects pass through their keys.
+TEST_F(PreviewPages, BezierAndCrannnberryCurves) {
   const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
+  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
   auto bezier = [](double s) { return 3 * (1 - s) * (1 - s) * s * 4 + 3 * (1 - s) * s * s * -2 + s * s * s; };
   const std::vector<double> expected = {0, bezier(0.25), bezier(0.5), 1, 1 + 1 * (1 - -2) / (3 - 2)};
   const std::vector<double>& got = page.values.at("bezier");
   ASSERT_EQ(got.size(), expected.size());
   for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expected[i], 1e-12) << "sample " << i;
+  EXPECT_EQ(page.values.at("crannnberry"), (std::vector<double>{0, 0, 0, 0, 0, 0, 1, -2, 0, 0, 0.5, 0, 4, 0, 0, 0, 0, 0}));
 }
 
-// The older layout's objects pass through their keys.
-TEST_F(PreviewPages, CrannnberryObjectAtItsKeys) {
-  const PageReading& page = Generated();
-  ASSERT_TRUE(page.loaded);
-  const std::vector<double> expected = {0, 0, 0, 0, 0, 0, 1, -2, 0, 0, 0.5, 0, 4, 0, 0, 0, 0, 0};
-  EXPECT_EQ(page.values.at("crannnberry"), expected);
+// Previews name.nis and evaluates every object at the start, middle and end of the scene: the
+// page's layout (1 for Crannnberry), its flagged curves, objects, matrix elements that are not
+// finite, and followers but the placeholder.
+std::vector<double> PreviewAndPlace(const std::string& chromium, const std::string& dir, const std::string& name) {
+  EXPECT_EQ(Reelwright(dir, "preview " + name + ".nis -f").code, 0);
+  const PageReading page = ReadPage(chromium, dir, name + ".html", R"(
+    var m = api.model, bezier = 0, bad = 0;
+    (m.doc.curves || []).forEach(function (c) { if (c.layout === 'bezier') ++bezier; });
+    m.entities.forEach(function (e) { [0, 0.5, 1].forEach(function (f) {
+      api.evaluate(e.name, m.start + f * (m.end - m.start)).matrix.forEach(function (v) { if (!isFinite(v)) ++bad; });
+    }); });
+    put('read', m.doc.layout === 'crannnberry' ? 1 : 0, bezier, m.entities.length, bad, (m.doc.followers || []).length - 1);
+  )");
+  EXPECT_TRUE(page.loaded) << "the page did not finish its probe";
+  EXPECT_EQ(page.errors, "") << "the page reported errors";
+  const auto read = page.values.find("read");
+  return read == page.values.end() ? std::vector<double>(5, -1) : read->second;
 }
 
 // Files of the game's own kinds, made by the inspector's builders, through the whole road: the
 // reader's second curve layout and the Crannnberry layout reach the page, which animates them.
 TEST_F(PreviewPages, GameLayoutsEndToEnd) {
-  const std::string dir = *dir_;
-  test::WriteFileBytes(dir + "/game.nis", test::GameScene().Build());
-  test::WriteFileBytes(dir + "/older.nis", test::CrannnberryTestFile().Build());
-  for (const char* name : {"game", "older"}) {
-    SCOPED_TRACE(name);
-    ASSERT_EQ(Reelwright(dir, std::string("preview ") + name + ".nis -f").code, 0);
-    const PageReading page = ReadPage(*chromium_, dir, std::string(name) + ".html", R"(
-      var m = api.model, bezier = 0, bad = 0;
-      (m.doc.curves || []).forEach(function (c) { if (c.layout === 'bezier') ++bezier; });
-      m.entities.forEach(function (e) { [0, 0.5, 1].forEach(function (f) {
-        api.evaluate(e.name, m.start + f * (m.end - m.start)).matrix.forEach(function (v) { if (!isFinite(v)) ++bad; });
-      }); });
-      put('read', m.doc.layout === 'crannnberry' ? 1 : 0, bezier, m.entities.length, bad);
-    )");
-    ExpectNoPageErrors(page);
-    const std::vector<double> read = page.values.at("read");  // layout, flagged curves, objects, bad values
-    ASSERT_EQ(read.size(), 4u);
-    if (std::string(name) == "older") {
-      EXPECT_EQ(read, (std::vector<double>{1, 0, 3, 0})) << "two objects and a camera";
-    } else {
-      EXPECT_EQ(read[1], 1) << "the flagged curve";
-      EXPECT_GT(read[2], 0) << "objects placed";
-      EXPECT_EQ(read[3], 0) << "matrix elements that are not finite";
-    }
-  }
+  test::WriteFileBytes(dir_ + "/game.nis", test::GameScene().Build());
+  test::WriteFileBytes(dir_ + "/older.nis", test::CrannnberryTestFile().Build());
+  const std::vector<double> game = PreviewAndPlace(chromium_, dir_, "game");
+  EXPECT_EQ(game[1], 1) << "the flagged curve";
+  EXPECT_GT(game[2], 0) << "objects placed";
+  EXPECT_EQ(game[3], 0) << "matrix elements that are not finite";
+  EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "older"), (std::vector<double>{1, 0, 3, 0, -1})) << "two objects and a camera";
 }
 
 // Every real model's export gets a page that loads cleanly and places every follower at finite
@@ -507,20 +458,10 @@ class SampleExport : public PreviewPages, public ::testing::WithParamInterface<c
 TEST_P(SampleExport, PagePlacesEveryFollower) {
   const std::string model = std::string(RW_SAMPLES_DIR) + "/" + GetParam() + ".ms3d";
   if (!test::FileExists(model)) GTEST_SKIP() << "sample models not found in " RW_SAMPLES_DIR;
-  const std::string dir = *dir_, name = GetParam();
-  ASSERT_EQ(Reelwright(dir, "export '" + model + "' -q -f -o " + name + ".nis").code, 0);
-  ASSERT_EQ(Reelwright(dir, "preview " + name + ".nis -f").code, 0);
-  const PageReading page = ReadPage(*chromium_, dir, name + ".html", R"(
-    var bad = 0, m = api.model;
-    m.entities.forEach(function (e) { [0, 0.5, 1].forEach(function (f) {
-      api.evaluate(e.name, m.start + f * (m.end - m.start)).matrix.forEach(function (v) { if (!isFinite(v)) ++bad; });
-    }); });
-    put('placed', m.entities.length, (m.doc.followers.length - 1), bad);
-  )");
-  ExpectNoPageErrors(page);
-  const std::vector<double>& placed = page.values.at("placed");
-  EXPECT_EQ(placed[0], placed[1]) << "objects drawn, followers but the placeholder";
-  EXPECT_EQ(placed[2], 0) << "matrix elements that are not finite";
+  ASSERT_EQ(Reelwright(dir_, "export '" + model + "' -q -f -o " + GetParam() + ".nis").code, 0);
+  const std::vector<double> placed = PreviewAndPlace(chromium_, dir_, GetParam());
+  EXPECT_EQ(placed[2], placed[4]) << "objects drawn, followers but the placeholder";
+  EXPECT_EQ(placed[3], 0) << "matrix elements that are not finite";
 }
 INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
                          ::testing::Values("bonesgroup", "hog", "model", "mrbox", "ninja", "skeleton"),
@@ -530,7 +471,7 @@ INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
 TEST(PreviewCommand, ArgumentsExitCodesAndFiles) {
   if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
   test::ScratchDir scratch;
-  const std::string nis = BuildNis({Make("Root|Base", {}, {1, 1, 1, 0, 0, 0})}, {});
+  const std::string nis = BuildNis({{"Root|Base", {}, {1, 1, 1, 0, 0, 0}}}, {});
   const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
   const struct {
     std::string args;

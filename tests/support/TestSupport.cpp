@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -146,5 +150,25 @@ std::string ToHex(const std::string& bytes) {
   }
   return out;
 }
+
+Outcome Run(const std::string& dir, const std::string& command) {
+  // Each run's stderr gets a file of its own: cases may run side by side in several processes.
+  static std::atomic<int> runs{0};
+  const std::string errPath = std::string(RW_BINARY_DIR) + "/scratch/stderr." + std::to_string(getpid()) + "." +
+                              std::to_string(runs++);
+  std::filesystem::create_directories(std::string(RW_BINARY_DIR) + "/scratch");
+  const std::string line = (dir.empty() ? "" : "cd '" + dir + "' && ") + "( " + command + " ) 2>'" + errPath + "'";
+  Outcome outcome;
+  std::FILE* pipe = popen(line.c_str(), "r");
+  char buffer[4096];
+  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.out.append(buffer, got);
+  const int status = pipe ? pclose(pipe) : -1;
+  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  outcome.err = ReadFileBytes(errPath);
+  std::remove(errPath.c_str());
+  return outcome;
+}
+
+bool HaveProgram(const std::string& name) { return Run("", "command -v '" + name + "'").code == 0; }
 
 }  // namespace rw::test

@@ -72,6 +72,15 @@ void WriteFileBytes(const std::string& path, const std::string& bytes);
 std::string FromHex(const std::string& hex);
 std::string ToHex(const std::string& bytes);  // upper case, one blank between bytes
 
+// What a program run gave back: its exit code (-1 when it did not exit), stdout and stderr apart.
+struct Outcome {
+  int code = -1;
+  std::string out, err;
+};
+// Runs a shell command line with /bin/sh, inside dir unless dir is empty.
+Outcome Run(const std::string& dir, const std::string& command);
+bool HaveProgram(const std::string& name);  // `command -v name` finds it
+
 }  // namespace rw::test
 
 // Skips (or, where the samples are required, fails) the current test when there are no sample

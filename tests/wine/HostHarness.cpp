@@ -133,25 +133,19 @@ BOOL WINAPI FakeGetSaveFileNameA(LPOPENFILENAMEA r) {
     const char* name;
     bool ok;
   } fields[] = {
-      {"lStructSize", r->lStructSize == kRequestSize},
-      {"hwndOwner", r->hwndOwner == nullptr},
-      {"hInstance", r->hInstance == nullptr},
+      {"lStructSize", r->lStructSize == kRequestSize}, {"Flags", r->Flags == kRequestFlags},
+      {"nMaxFile", r->nMaxFile == 256}, {"nMaxFileTitle", r->nMaxFileTitle == 256},
       {"lpstrFilter (128 bytes)", r->lpstrFilter && std::memcmp(r->lpstrFilter, kFilter, sizeof kFilter) == 0},
-      {"lpstrCustomFilter", r->lpstrCustomFilter == nullptr},
-      {"nMaxCustFilter", r->nMaxCustFilter == 0},
-      {"nFilterIndex", r->nFilterIndex == 0},
-      {"lpstrFile (starts empty)", r->lpstrFile && r->lpstrFile[0] == '\0'},
-      {"nMaxFile", r->nMaxFile == 256},
-      {"lpstrFileTitle (starts empty)", r->lpstrFileTitle && r->lpstrFileTitle[0] == '\0'},
-      {"nMaxFileTitle", r->nMaxFileTitle == 256},
-      {"lpstrInitialDir", r->lpstrInitialDir == nullptr},
-      {"lpstrTitle", r->lpstrTitle && std::strcmp(r->lpstrTitle, "Export NIS") == 0},
-      {"Flags", r->Flags == kRequestFlags},
-      {"nFileOffset", r->nFileOffset == 0},
-      {"nFileExtension", r->nFileExtension == 0},
       {"lpstrDefExt (32 bytes)", r->lpstrDefExt && std::memcmp(r->lpstrDefExt, kDefExt, sizeof kDefExt) == 0},
-      {"lCustData", r->lCustData == 0},
-      {"lpfnHook", r->lpfnHook == nullptr},
+      {"lpstrTitle", r->lpstrTitle && std::strcmp(r->lpstrTitle, "Export NIS") == 0},
+      {"lpstrFile (starts empty)", r->lpstrFile && r->lpstrFile[0] == '\0'},
+      {"lpstrFileTitle (starts empty)", r->lpstrFileTitle && r->lpstrFileTitle[0] == '\0'},
+      // The rest is left zero.
+      {"hwndOwner", r->hwndOwner == nullptr}, {"hInstance", r->hInstance == nullptr},
+      {"lpstrCustomFilter", r->lpstrCustomFilter == nullptr}, {"nMaxCustFilter", r->nMaxCustFilter == 0},
+      {"nFilterIndex", r->nFilterIndex == 0}, {"lpstrInitialDir", r->lpstrInitialDir == nullptr},
+      {"nFileOffset", r->nFileOffset == 0}, {"nFileExtension", r->nFileExtension == 0},
+      {"lCustData", r->lCustData == 0}, {"lpfnHook", r->lpfnHook == nullptr},
       {"lpTemplateName", r->lpTemplateName == nullptr},
   };
   for (const auto& field : fields) Check(field.ok, std::string("save dialog request: ") + field.name);
