@@ -2,7 +2,6 @@
 // files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
 // compared byte for byte afterwards.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -20,10 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
+using test::Outcome;
 
 const std::string kLongFolder(200, 'd');  // the dialog's buffer holds 255 characters and the terminator
 const std::string kExample = test::ReadFileBytes(std::string(RW_EXAMPLES_DIR) + "/fleet.ms3d");
@@ -85,17 +81,7 @@ std::map<std::string, std::string> FilesIn(const std::string& dir) {
 
 // Runs `prefix reelwright args` through bash inside scratch.
 Outcome RunProgram(const test::ScratchDir& scratch, const std::string& args, const std::string& prefix = "") {
-  const std::string errPath = scratch.dir() + ".err";
-  const std::string command = "cd '" + scratch.dir() + "' && bash -c \"" + prefix + " exec '" RW_REELWRIGHT "' " +
-                              args + "\" 2>'" + errPath + "'";
-  Outcome outcome;
-  std::FILE* pipe = popen(command.c_str(), "r");
-  char buffer[4096];
-  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.out.append(buffer, got);
-  const int status = pipe ? pclose(pipe) : -1;
-  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  outcome.err = test::ReadFileBytes(errPath);
-  return outcome;
+  return test::Run(scratch.dir(), "bash -c \"" + prefix + " exec '" RW_REELWRIGHT "' " + args + "\"");
 }
 
 const std::string kSuccess = "Successfully Exported NIS!\n";
