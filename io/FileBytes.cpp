@@ -1,11 +1,17 @@
 #include "io/FileBytes.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 namespace rw {
+namespace {
+
+constexpr uint64_t kFirstReadSize = 65536;  // when the size cannot be known up front
+
+}  // namespace
 
 bool CheckPlainFile(const std::string& path, std::string& error) {
   namespace fs = std::filesystem;
@@ -32,20 +38,26 @@ bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& byte
     error = std::string("cannot open the file (") + std::strerror(errno) + ")";
     return false;
   }
-  // The size known up front spares the string its regrowth; the loop still reads to the end,
-  // so a file that grows meanwhile is caught by the cap.
+  // The bytes go from the file straight into the string, sized to the file and one byte more,
+  // so that the end shows without another pass. A file that grows meanwhile grows the string in
+  // doublings, up to one byte past the cap.
   const uintmax_t known = fs::file_size(path, code);
-  if (!code && known <= maxBytes) bytes.reserve(static_cast<size_t>(known));
-  char buffer[65536];
-  size_t got;
-  bool tooLarge = false;
-  while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
-    if (bytes.size() + got > maxBytes) {
-      tooLarge = true;
-      break;
+  const uint64_t limit = maxBytes < UINT64_MAX ? maxBytes + 1 : maxBytes;
+  uint64_t first = !code && known <= maxBytes ? static_cast<uint64_t>(known) + 1 : kFirstReadSize;
+  if (first > limit) first = limit;
+  size_t filled = 0;
+  for (;;) {
+    if (filled == bytes.size()) {
+      if (filled >= limit) break;
+      const uint64_t grown = filled == 0 ? first : std::min<uint64_t>(uint64_t(filled) * 2, limit);
+      bytes.resize(static_cast<size_t>(grown));
     }
-    bytes.append(buffer, got);
+    const size_t got = std::fread(&bytes[filled], 1, bytes.size() - filled, file);
+    if (got == 0) break;
+    filled += got;
   }
+  bytes.resize(filled);
+  const bool tooLarge = filled > maxBytes;
   const int readError = std::ferror(file) ? errno : 0;
   std::fclose(file);
   if (readError) {

@@ -3,6 +3,7 @@
 #ifndef REELWRIGHT_NIS_CURVEBLOCK_H
 #define REELWRIGHT_NIS_CURVEBLOCK_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,6 +11,8 @@
 #include "liteiff/LiteIFF.h"
 
 namespace rw {
+
+constexpr size_t kCurveKeySize = 32;  // time, value (doubles), four tangent floats
 
 struct Tangent {
   float x = 0;  // cosine of the tangent angle
@@ -39,6 +42,9 @@ struct CurveSamples {
 // The unit tangent of the stretch from (x0, y0) to (x1, y1): angle = atan(dy / dx) in double,
 // +-pi/2 when dx is exactly 0 (the sign of dy, + for 0). In and out are the same.
 KeyTangent ComputeKeyTangent(float x0, float x1, float y0, float y1);
+// The unit tangent of a stretch of slope dy / dx (dx not 0): cos and sin of atan(slope) in
+// double, each rounded to float.
+Tangent SlopeTangent(double slope);
 
 // Empties and fills in and out: each key takes the slope of the stretch after it, the last key
 // that of the stretch before it. A curve of 0 or 1 keys gets a single 0.0 in each array.

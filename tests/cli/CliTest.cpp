@@ -193,7 +193,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
       // A failed write is an error, and a failed run leaves the old files as they were.
-      {"export scene.ms3d -f -o old.nis", 1, "...ERROR: Writing the NIS file \"old.nis\" failed: File too large\n",
+      {"export scene.ms3d -f -o old.nis", 1, "...ERROR: Writing the NIS file \"old.nis\" failed: cannot write to the file (File too large)\n",
        kFailure, {}, {}, smallDisk},
       {"export scene.ms3d -q -o out.nis --log run.log", 1, "", kFailure, {"run.log"}, {}, smallDisk},
       {"export huge.ms3d -q -o huge.nis", 1, "", kFailure, {}, {{"huge.ms3d", HugeSceneModel()}}},
