@@ -227,8 +227,7 @@ class AssimpCrossCheck : public ::testing::TestWithParam<SampleCase> {};
 // curves wherever the two agree.
 TEST_P(AssimpCrossCheck, GltfExportMatchesTheMs3dExport) {
   const SampleCase& sample = GetParam();
-  const std::string ms3d = std::string(RW_SAMPLES_DIR) + "/" + sample.file + ".ms3d";
-  if (!test::FileExists(ms3d)) GTEST_SKIP() << "the sample models are not in " RW_SAMPLES_DIR;
+  RW_SAMPLE_MODEL_OR_SKIP(ms3d, std::string(sample.file) + ".ms3d");
   if (!HaveProgram("assimp")) GTEST_SKIP() << "assimp is not installed (scripts/setup-debian.sh installs assimp-utils)";
   test::ScratchDir scratch;
   const Outcome converted = RunIn(scratch.dir(), "assimp export '" + ms3d + "' model.gltf -fgltf2 >/dev/null");

@@ -456,8 +456,7 @@ TEST_F(PreviewPages, GameLayoutsEndToEnd) {
 class SampleExport : public PreviewPages, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(SampleExport, PagePlacesEveryFollower) {
-  const std::string model = std::string(RW_SAMPLES_DIR) + "/" + GetParam() + ".ms3d";
-  if (!test::FileExists(model)) GTEST_SKIP() << "sample models not found in " RW_SAMPLES_DIR;
+  RW_SAMPLE_MODEL_OR_SKIP(model, std::string(GetParam()) + ".ms3d");
   ASSERT_EQ(Reelwright(dir_, "export '" + model + "' -q -f -o " + GetParam() + ".nis").code, 0);
   const std::vector<double> placed = PreviewAndPlace(chromium_, dir_, GetParam());
   EXPECT_EQ(placed[2], placed[4]) << "objects drawn, followers but the placeholder";

@@ -93,4 +93,16 @@ bool HaveProgram(const std::string& name);  // `command -v name` finds it
     GTEST_SKIP() << models##Missing;                                                     \
   }
 
+// Declares `path` as the sample model `file` ("hog.ms3d"); skips (or, where the samples are
+// required, fails) the current test when it is not there.
+#define RW_SAMPLE_MODEL_OR_SKIP(path, file)                                                       \
+  const std::string path = ::rw::test::SamplesDir() + "/" + (file);                               \
+  if (!::rw::test::FileExists(path)) {                                                            \
+    const std::string path##Missing = "sample model " + path +                                    \
+                                      " not found (set REELWRIGHT_SAMPLES or the CMake entry "     \
+                                      "REELWRIGHT_SAMPLES_DIR to their folder)";                  \
+    if (::rw::test::SamplesRequired()) FAIL() << path##Missing;                                   \
+    GTEST_SKIP() << path##Missing;                                                                \
+  }
+
 #endif
