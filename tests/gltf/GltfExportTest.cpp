@@ -23,30 +23,12 @@ namespace {
 using test::GltfBuilder;
 using json = nlohmann::json;
 
-struct Outcome {
-  int code = -1;
-  std::string out, err;
-};
+using test::HaveProgram;
+using test::Outcome;
 
-// Runs a shell command line in folder; stdout and stderr apart.
-Outcome RunIn(const std::string& folder, const std::string& command) {
-  const std::string errPath = folder + ".err";
-  const std::string line = "cd '" + folder + "' && " + command + " 2>'" + errPath + "'";
-  Outcome outcome;
-  std::FILE* pipe = popen(line.c_str(), "r");
-  char buffer[4096];
-  for (size_t got; pipe && (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.out.append(buffer, got);
-  const int status = pipe ? pclose(pipe) : -1;
-  outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  outcome.err = test::ReadFileBytes(errPath);
-  return outcome;
-}
+Outcome RunIn(const std::string& folder, const std::string& command) { return test::Run(folder, command); }
 Outcome Reelwright(const std::string& folder, const std::string& args) {
   return RunIn(folder, "'" RW_REELWRIGHT "' " + args);
-}
-
-bool HaveProgram(const char* name) {
-  return std::system((std::string("command -v ") + name + " >/dev/null 2>&1").c_str()) == 0;
 }
 
 std::vector<float> Turn(char axis, double angle) {
