@@ -2,13 +2,11 @@
 // model that says the same give the same NIS and script bytes; bad scenes stop with one line and
 // write nothing; and assimp's glTF conversions of the sample models export as the models do.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 
 #include "examples/Ms3dWriter.h"
