@@ -7,24 +7,21 @@
 // folder: floor_ms is that wall time and export_per_floor the export's wall time over it, pair
 // by pair (the median of the run's pairs). That ratio is the figure to quote: the machine is
 // shared, and the two halves of a pair see the same load. Each half writes new files and starts
-// after the other's bytes have reached the disk (both untimed), so neither pays for the other. Run with --benchmark_repetitions=5
-// for medians over runs.
-// BM_Stages runs the same stages one by one and reports each one's CPU milliseconds, to find
-// the stage that grows faster than the rest.
-// BM_ExportWithWindow gives the log a window that copies its whole text on every print, as the
-// real window's control must.
-// With REELWRIGHT_BENCH_KEEP=FOLDER the outputs of every row stay in FOLDER, named by the row,
-// so that two builds' bytes can be compared.
+// after the other's bytes have reached the disk (both untimed), so neither pays for the other. Run with
+// --benchmark_repetitions=5 for medians over runs. BM_Stages runs the same stages one by one and reports each one's CPU
+// milliseconds, to find the stage that grows faster than the rest. BM_ExportWithWindow gives the log a window that
+// copies its whole text on every print, as the real window's control must. With REELWRIGHT_BENCH_KEEP=FOLDER the
+// outputs of every row stay in FOLDER, named by the row, so that two builds' bytes can be compared.
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <algorithm>
-#include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <memory>
@@ -32,13 +29,13 @@
 #include <vector>
 
 #include "export/ExportDriver.h"
-#include "nis/NisChunks.h"
-#include "scene/Scene.h"
-#include "script/EventScript.h"
-#include "model/MemoryModel.h"
 #include "liteiff/LiteIFF.h"
 #include "log/ExportLog.h"
+#include "model/MemoryModel.h"
+#include "nis/NisChunks.h"
 #include "platform/Platform.h"
+#include "scene/Scene.h"
+#include "script/EventScript.h"
 
 namespace {
 
@@ -50,8 +47,7 @@ constexpr uint32_t kFormNis = rw::MakeChunkId("NIS ");
 // fleets, each with a sob type and name and one "attack" event naming another ship.
 msModel* MakeScene(int boneCount, int keyCount) {
   msModel* model = rw::CreateModel();
-  rw::SetModelComment(model,
-                      "OPT_FPS=30\r\nNum Events=2\r\nEvent0=0|cameraCut|\"CAM_Main\"\r\nEvent1=1|fade|1, 2\r\n");
+  rw::SetModelComment(model, "OPT_FPS=30\r\nNum Events=2\r\nEvent0=0|cameraCut|\"CAM_Main\"\r\nEvent1=1|fade|1, 2\r\n");
   auto addKeys = [keyCount](msBone* bone, int seed) {
     for (int k = 0; k < keyCount; ++k) {
       const float t = static_cast<float>(k);
@@ -69,9 +65,9 @@ msModel* MakeScene(int boneCount, int keyCount) {
   for (int i = kTopBones + 2; i < boneCount; ++i) {
     const std::string name = "Ship" + std::to_string(i);
     msBone* ship = rw::AddBone(model, name, "Fleet" + std::to_string(i % kTopBones));
-    rw::SetBoneComment(ship, "Sob Type=Fighter\r\nSob Name=" + name + "\r\nNum Events=1\r\nEvent0=" +
-                                 std::to_string(i % 100) + "|attack|\"Ship" + std::to_string(boneCount - 1 - i) +
-                                 "\"\r\n");
+    rw::SetBoneComment(ship, "Sob Type=Fighter\r\nSob Name=" + name +
+                                 "\r\nNum Events=1\r\nEvent0=" + std::to_string(i % 100) + "|attack|\"Ship" +
+                                 std::to_string(boneCount - 1 - i) + "\"\r\n");
     if (i % kKeylessEvery != 0) addKeys(ship, i);
   }
   return model;
@@ -108,17 +104,14 @@ struct OutputFiles {
 
 void ReportCounters(benchmark::State& state, double nisBytes, double keys) {
   state.counters["nis_bytes"] = nisBytes;
-  state.counters["nis_bytes_per_second"] =
-      benchmark::Counter(nisBytes, benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["nis_bytes_per_second"] = benchmark::Counter(nisBytes, benchmark::Counter::kIsIterationInvariantRate);
   state.counters["time_per_key"] =
       benchmark::Counter(keys, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 // Waits until the file's bytes are on the disk, so that the next timed write does not share
 // the disk with this one's write-back.
@@ -253,7 +246,8 @@ void BM_Stages(benchmark::State& state) {
     timed([&] { rw::WriteEventScript(scene, model, files.nis); });
     msModel_Destroy(model);
   }
-  for (int i = 0; i < 7; ++i) state.counters[names[i]] = benchmark::Counter(totals[i], benchmark::Counter::kAvgIterations);
+  for (int i = 0; i < 7; ++i)
+    state.counters[names[i]] = benchmark::Counter(totals[i], benchmark::Counter::kAvgIterations);
   state.counters["nis_bytes"] = files.NisBytes();
 }
 

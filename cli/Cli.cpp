@@ -9,16 +9,16 @@
 #include <sstream>
 
 #include "ReelwrightVersion.h"
-#include "export/PlugIn.h"
-#include "model/GltfReader.h"
-#include "model/Ms3dReader.h"
+#include "cli/ConsolePlatform.h"
 #include "cli/InspectCommands.h"
 #include "cli/OutputPlan.h"
 #include "cli/PreviewCommand.h"
 #include "cli/StagedFiles.h"
+#include "export/PlugIn.h"
 #include "log/ExportLog.h"
+#include "model/GltfReader.h"
+#include "model/Ms3dReader.h"
 #include "scene/Scene.h"
-#include "cli/ConsolePlatform.h"
 
 namespace rw {
 namespace {
@@ -124,10 +124,13 @@ ModelRead ReadModelFile(const ExportArgs& args) {
 
 int ExitCodeFor(ExportOutcome outcome) {
   switch (outcome) {
-    case ExportOutcome::kExported: return kExitOk;
-    case ExportOutcome::kCancelled: return kExitUsage;
+    case ExportOutcome::kExported:
+      return kExitOk;
+    case ExportOutcome::kCancelled:
+      return kExitUsage;
     case ExportOutcome::kNotRun:
-    case ExportOutcome::kFailed: break;
+    case ExportOutcome::kFailed:
+      break;
   }
   return kExitFailed;
 }
@@ -182,7 +185,8 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
 
   const std::string& modelPath = args.outputs.modelPath;
   ModelRead read = ReadModelFile(args);
-  for (const Diagnostic& diagnostic : read.diagnostics) err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
+  for (const Diagnostic& diagnostic : read.diagnostics)
+    err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 
   const OutputPaths paths = ChooseOutputPaths(args.outputs);

@@ -22,9 +22,7 @@ constexpr const char* kNisExtension = "nis";
 // The longest file name (one path component) that common file systems take.
 constexpr size_t kMaxFileNameLength = 255;
 
-bool EndsWithSeparator(const std::string& path) {
-  return !path.empty() && (path.back() == '/' || path.back() == '\\');
-}
+bool EndsWithSeparator(const std::string& path) { return !path.empty() && (path.back() == '/' || path.back() == '\\'); }
 
 std::string FileNameOf(const std::string& path) {
   const size_t separator = path.find_last_of("/\\");

@@ -34,7 +34,8 @@ std::string TemporaryNameFor(const std::string& finalPath, uint32_t salt) {
 std::FILE* OpenNewFile(const std::string& path, const char* mode) {
   const bool text = std::strchr(mode, 't') != nullptr;
 #if defined(_WIN32)
-  const int fd = _open(path.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | (text ? _O_TEXT : _O_BINARY), _S_IREAD | _S_IWRITE);
+  const int fd =
+      _open(path.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | (text ? _O_TEXT : _O_BINARY), _S_IREAD | _S_IWRITE);
   if (fd < 0) return nullptr;
   std::FILE* file = _fdopen(fd, text ? "wt" : "wb");
   if (!file) _close(fd);

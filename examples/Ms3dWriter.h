@@ -34,10 +34,10 @@ enum class Ms3dEnd { kAfterJoints, kAfterComments, kAfterVertexExtra, kAfterJoin
 
 struct Ms3dFile {
   int32_t version = 4;
-  uint16_t vertexCount = 0;    // zero-filled vertex records
-  uint16_t triangleCount = 0;  // zero-filled triangle records
+  uint16_t vertexCount = 0;             // zero-filled vertex records
+  uint16_t triangleCount = 0;           // zero-filled triangle records
   std::vector<std::string> groupNames;  // each group lists one triangle index
-  uint16_t materialCount = 0;  // zero-filled material records
+  uint16_t materialCount = 0;           // zero-filled material records
   float fps = 24;
   float currentTime = 0;
   int32_t totalFrames = 0;

@@ -5,8 +5,8 @@
 #include "export/PlugIn.h"
 #include "liteiff/LiteIFF.h"
 #include "log/ExportLog.h"
-#include "platform/Platform.h"
 #include "nis/NisChunks.h"
+#include "platform/Platform.h"
 #include "scene/Scene.h"
 #include "script/EventScript.h"
 
@@ -31,10 +31,11 @@ void OpenExportLog(const char* path) {
 bool FitsTheFormat(const Scene& scene) {
   const uint64_t size = PredictNisSize(scene);
   if (!scene.keysCapped && size <= kMaxWritableNisSize) return true;
-  LogError("The NIS file would be %s%llu bytes, more than the %llu bytes its 32-bit lengths can describe!\n"
-           "\t-> Nothing written...\n",
-           scene.keysCapped ? "more than " : "", static_cast<unsigned long long>(size),
-           static_cast<unsigned long long>(kMaxWritableNisSize));
+  LogError(
+      "The NIS file would be %s%llu bytes, more than the %llu bytes its 32-bit lengths can describe!\n"
+      "\t-> Nothing written...\n",
+      scene.keysCapped ? "more than " : "", static_cast<unsigned long long>(size),
+      static_cast<unsigned long long>(kMaxWritableNisSize));
   return false;
 }
 
@@ -61,7 +62,8 @@ bool ExportNis(const char* path, msModel* model) {
   WriteNisForm(iff, scene);
   LogEndStage();
   const bool nisWritten = iff.Close();
-  if (!nisWritten) LogError("Writing the NIS file \"%s\" failed: %s\n\t-> The file is not usable\n", path, iff.error().c_str());
+  if (!nisWritten)
+    LogError("Writing the NIS file \"%s\" failed: %s\n\t-> The file is not usable\n", path, iff.error().c_str());
   const bool scriptWritten = WriteEventScript(scene, model, path);
 
   const long long elapsed = gClock() - start;

@@ -2,11 +2,11 @@
 // writer and the script writer, with the outputs kept in memory. Whatever the model holds, the
 // export must finish without reading out of bounds, overflowing or hanging, and a run that
 // reports success must have written a NIS file that starts with its FORM head.
-#include <cstddef>
-#include <cstdint>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <vector>

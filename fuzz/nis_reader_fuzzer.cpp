@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string error;
   if (!rw::ReadNisDocument(data, size, doc, error)) return 0;
   std::ostringstream sink;
-  for (const rw::Diagnostic& diagnostic : rw::CheckNisDocument(doc)) sink << rw::FormatDiagnostic("", diagnostic) << '\n';
+  for (const rw::Diagnostic& diagnostic : rw::CheckNisDocument(doc))
+    sink << rw::FormatDiagnostic("", diagnostic) << '\n';
   // The tail of the input doubles as a script, so that the script check sees odd text too.
   std::string script(reinterpret_cast<const char*>(data) + size / 2, size - size / 2);
   for (const rw::Diagnostic& diagnostic : rw::CheckScriptText(doc, script, "fuzz.script")) {

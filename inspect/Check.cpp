@@ -140,9 +140,9 @@ class DocumentCheck {
     for (size_t index = 0; index < records.size(); ++index) {
       auto [it, inserted] = first.emplace(records[index].name, index);
       if (!inserted) {
-        Report(Severity::kError, RecordWhere(chunk, index, "name"), records[index].offset,
-               QuoteText(records[index].name) + " is also the name of " + chunk + " #" +
-                   std::to_string(it->second + 1));
+        Report(
+            Severity::kError, RecordWhere(chunk, index, "name"), records[index].offset,
+            QuoteText(records[index].name) + " is also the name of " + chunk + " #" + std::to_string(it->second + 1));
       }
     }
   }
@@ -218,15 +218,15 @@ class DocumentCheck {
     for (size_t index = 0; index < doc_.followers.size(); ++index) {
       const NisFollower& follower = doc_.followers[index];
       const auto& slots = follower.curves;
-      auto offsets = TextOffsets(follower.offset, {&follower.name, &follower.leaderName, &follower.objectClass,
-                                                   &follower.blueprint, &slots[0], &slots[1], &slots[2], &slots[3],
-                                                   &slots[4], &slots[5]});
+      auto offsets = TextOffsets(
+          follower.offset, {&follower.name, &follower.leaderName, &follower.objectClass, &follower.blueprint, &slots[0],
+                            &slots[1], &slots[2], &slots[3], &slots[4], &slots[5]});
       Reference(Severity::kError, RecordWhere("FOLW", index, "leaderName"), offsets[1], follower.leaderName,
                 {leaders_, "leader", "LEAD"});
       for (int slot = 0; slot < kCurveSlotCount; ++slot) {
         if (slot >= kFirstRotateSlot && NamesAimingGroup(slots[slot])) continue;
-        Reference(Severity::kWarning, RecordWhere("FOLW", index, kCurveSlotNames[slot]), offsets[4 + slot],
-                  slots[slot], {curves_, "curve", "ANIM"});
+        Reference(Severity::kWarning, RecordWhere("FOLW", index, kCurveSlotNames[slot]), offsets[4 + slot], slots[slot],
+                  {curves_, "curve", "ANIM"});
       }
     }
   }
@@ -240,10 +240,10 @@ class DocumentCheck {
                                                  &camera.reservedText, &camera.focalLengthCurve});
       Reference(Severity::kWarning, RecordWhere("CMRA", index, "followerName"), offsets[1], camera.followerName,
                 {followers_, "follower", "FOLW"}, true);
-      Reference(Severity::kWarning, RecordWhere("CMRA", index, "centerOfInterest"), offsets[2],
-                camera.centerOfInterest, {followers_, "follower", "FOLW"});
-      Reference(Severity::kWarning, RecordWhere("CMRA", index, "focalLengthCurve"), offsets[4],
-                camera.focalLengthCurve, {curves_, "curve", "ANIM"});
+      Reference(Severity::kWarning, RecordWhere("CMRA", index, "centerOfInterest"), offsets[2], camera.centerOfInterest,
+                {followers_, "follower", "FOLW"});
+      Reference(Severity::kWarning, RecordWhere("CMRA", index, "focalLengthCurve"), offsets[4], camera.focalLengthCurve,
+                {curves_, "curve", "ANIM"});
     }
   }
 
@@ -303,7 +303,8 @@ class ScriptCheck {
 
  private:
   void Report(size_t lineNumber, std::string what) {
-    diagnostics_.push_back({Severity::kError, -1, scriptName_ + " line " + std::to_string(lineNumber), std::move(what)});
+    diagnostics_.push_back(
+        {Severity::kError, -1, scriptName_ + " line " + std::to_string(lineNumber), std::move(what)});
   }
 
   void CheckLine(const std::string& raw, size_t lineNumber) {

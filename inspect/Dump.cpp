@@ -33,16 +33,17 @@ const char* VariantName(NisVariant variant) { return variant == NisVariant::kCur
 
 const char* LayoutName(NisLayout layout) {
   switch (layout) {
-    case NisLayout::kHomeworld2: return "homeworld2";
-    case NisLayout::kCrannnberry: return "crannnberry";
-    case NisLayout::kUnknown: break;
+    case NisLayout::kHomeworld2:
+      return "homeworld2";
+    case NisLayout::kCrannnberry:
+      return "crannnberry";
+    case NisLayout::kUnknown:
+      break;
   }
   return "unknown";
 }
 
-const char* CurveLayoutName(NisCurveLayout layout) {
-  return layout == NisCurveLayout::kBezier ? "bezier" : "tangents";
-}
+const char* CurveLayoutName(NisCurveLayout layout) { return layout == NisCurveLayout::kBezier ? "bezier" : "tangents"; }
 
 bool IsContainer(const NisChunk& chunk) { return chunk.id == kChunkForm || chunk.id == kChunkNrml; }
 
@@ -55,8 +56,7 @@ std::string ChunkHeadText(const NisChunk& chunk) {
 }
 
 std::string FirstBytesHex(const NisChunk& chunk) {
-  return HexBytes(reinterpret_cast<const uint8_t*>(chunk.firstBytes.data()), chunk.firstBytes.size(),
-                  kFirstBytesShown);
+  return HexBytes(reinterpret_cast<const uint8_t*>(chunk.firstBytes.data()), chunk.firstBytes.size(), kFirstBytesShown);
 }
 
 // ---- text ----
@@ -142,8 +142,8 @@ class TextDump {
     Head("curves", doc_.curves.size());
     for (size_t index = 0; index < doc_.curves.size(); ++index) {
       const NisCurve& curve = doc_.curves[index];
-      out_ << "  #" << index + 1 << " " << QuoteText(curve.name) << " at " << curve.offset << ": "
-           << curve.keys.size() << " keys, " << CurveLayoutName(curve.layout);
+      out_ << "  #" << index + 1 << " " << QuoteText(curve.name) << " at " << curve.offset << ": " << curve.keys.size()
+           << " keys, " << CurveLayoutName(curve.layout);
       if (!curve.keys.empty()) {
         Range time, value;
         KeyRanges(curve, time, value);
@@ -159,10 +159,9 @@ class TextDump {
     bool bezier = curve.layout == NisCurveLayout::kBezier;
     for (size_t index = 0; index < curve.keys.size(); ++index) {
       const NisKey& key = curve.keys[index];
-      out_ << "    key #" << index + 1 << ": time " << FormatDouble(key.time) << ", value "
-           << FormatDouble(key.value) << (bezier ? ", in-handle " : ", in ") << FormatFloat(key.in[0]) << " "
-           << FormatFloat(key.in[1]) << (bezier ? ", out-handle " : ", out ") << FormatFloat(key.out[0]) << " "
-           << FormatFloat(key.out[1]);
+      out_ << "    key #" << index + 1 << ": time " << FormatDouble(key.time) << ", value " << FormatDouble(key.value)
+           << (bezier ? ", in-handle " : ", in ") << FormatFloat(key.in[0]) << " " << FormatFloat(key.in[1])
+           << (bezier ? ", out-handle " : ", out ") << FormatFloat(key.out[0]) << " " << FormatFloat(key.out[1]);
       if (bezier) out_ << ", word " << curve.keyWords[index];
       out_ << "\n";
     }
@@ -260,8 +259,7 @@ class TextDump {
     for (size_t index = 0; index < objects.size(); ++index) {
       const CrannnberryObject& object = objects[index];
       out_ << "  #" << index + 1 << " " << QuoteText(object.name) << " at " << object.offset << ": instance "
-           << object.instance << ", type " << object.type << ", parent " << object.parent << ", word "
-           << object.word;
+           << object.instance << ", type " << object.type << ", parent " << object.parent << ", word " << object.word;
       Track(object.keys);
     }
   }
@@ -298,9 +296,15 @@ class JsonDump {
     for (const NisChunk& chunk : doc_.chunks) Chunk(chunk);
     json_.EndArray();
     json_.Key("title");
-    if (doc_.title) json_.String(*doc_.title); else json_.Null();
+    if (doc_.title)
+      json_.String(*doc_.title);
+    else
+      json_.Null();
     json_.Key("version");
-    if (doc_.version) json_.Integer(*doc_.version); else json_.Null();
+    if (doc_.version)
+      json_.Integer(*doc_.version);
+    else
+      json_.Null();
     TextField("layout", LayoutName(doc_.layout));
     Info();
     Variant("leaderVariant", doc_.leaderVariant);
@@ -362,11 +366,17 @@ class JsonDump {
   }
   void Variant(const char* key, const std::optional<NisVariant>& variant) {
     json_.Key(key);
-    if (variant) json_.String(VariantName(*variant)); else json_.Null();
+    if (variant)
+      json_.String(VariantName(*variant));
+    else
+      json_.Null();
   }
   void Order(const std::optional<std::string>& order) {
     json_.Key("rotationOrder");
-    if (order) json_.String(*order); else json_.Null();
+    if (order)
+      json_.String(*order);
+    else
+      json_.Null();
   }
 
   void Info() {
@@ -415,9 +425,15 @@ class JsonDump {
     Range time, value;
     if (!curve.keys.empty()) KeyRanges(curve, time, value);
     json_.Key("timeRange");
-    if (curve.keys.empty()) json_.Null(); else Numbers(nullptr, std::array<double, 2>{time.low, time.high});
+    if (curve.keys.empty())
+      json_.Null();
+    else
+      Numbers(nullptr, std::array<double, 2>{time.low, time.high});
     json_.Key("valueRange");
-    if (curve.keys.empty()) json_.Null(); else Numbers(nullptr, std::array<double, 2>{value.low, value.high});
+    if (curve.keys.empty())
+      json_.Null();
+    else
+      Numbers(nullptr, std::array<double, 2>{value.low, value.high});
     IntField("preInfinity", curve.preInfinity);
     IntField("postInfinity", curve.postInfinity);
     TextField("layout", CurveLayoutName(curve.layout));
@@ -465,9 +481,15 @@ class JsonDump {
     TextField("name", follower.name);
     TextField("leaderName", follower.leaderName);
     json_.Key("class");
-    if (follower.classNumber) json_.Null(); else json_.String(follower.objectClass);
+    if (follower.classNumber)
+      json_.Null();
+    else
+      json_.String(follower.objectClass);
     json_.Key("classNumber");
-    if (follower.classNumber) json_.Integer(*follower.classNumber); else json_.Null();
+    if (follower.classNumber)
+      json_.Integer(*follower.classNumber);
+    else
+      json_.Null();
     TextField("blueprint", follower.blueprint);
     for (int slot = 0; slot < kCurveSlotCount; ++slot) TextField(kCurveSlotNames[slot], follower.curves[slot]);
     Numbers("numbers", follower.numbers);
@@ -523,7 +545,10 @@ class JsonDump {
     const CrannnberryScene& scene = *doc_.crannnberry;
     json_.BeginObject();
     json_.Key("versionFloat");
-    if (scene.versionFloat) json_.Real(*scene.versionFloat); else json_.Null();
+    if (scene.versionFloat)
+      json_.Real(*scene.versionFloat);
+    else
+      json_.Null();
     json_.Key("info");
     if (scene.info) {
       json_.BeginObject(true);
@@ -546,7 +571,10 @@ class JsonDump {
     IntField("keyCount", static_cast<int64_t>(keys.times.size()));
     RealField("timeOffset", keys.timeOffset);
     json_.Key("times");
-    if (options_.keys) Reals(keys.times); else json_.Null();
+    if (options_.keys)
+      Reals(keys.times);
+    else
+      json_.Null();
     json_.Key("tcb");
     if (options_.keys) {
       json_.BeginArray(true);
@@ -557,7 +585,10 @@ class JsonDump {
     }
     for (int channel = 0; channel < kChannelCount; ++channel) {
       json_.Key(kChannelNames[channel]);
-      if (options_.keys) Reals(keys.channels[channel]); else json_.Null();
+      if (options_.keys)
+        Reals(keys.channels[channel]);
+      else
+        json_.Null();
     }
   }
 

@@ -42,9 +42,9 @@ struct NisChunk {
   uint32_t dataOffset = 0;  // first byte behind the 8-byte head
   uint32_t dataSize = 0;    // bytes of payload actually present (length clipped to the parent)
   NisDecoding decoding = NisDecoding::kNone;
-  uint32_t stoppedAt = 0;   // kPartial: where reading stopped, and why
+  uint32_t stoppedAt = 0;  // kPartial: where reading stopped, and why
   std::string stopReason;
-  std::string firstBytes;   // up to kFirstBytesShown bytes of a plain chunk's payload
+  std::string firstBytes;  // up to kFirstBytesShown bytes of a plain chunk's payload
   std::vector<NisChunk> children;
 };
 
@@ -83,10 +83,10 @@ struct NisLeader {
 struct NisFollower {
   uint32_t offset = 0;
   std::string name;
-  std::string leaderName;                  // empty: a top-level object placed by its own curves
-  std::string objectClass;                 // sob type: "Ship", "camera", ...
-  std::optional<uint32_t> classNumber;     // older variant: the class is a number, objectClass empty
-  std::string blueprint;                   // sob name
+  std::string leaderName;               // empty: a top-level object placed by its own curves
+  std::string objectClass;              // sob type: "Ship", "camera", ...
+  std::optional<uint32_t> classNumber;  // older variant: the class is a number, objectClass empty
+  std::string blueprint;                // sob name
   std::array<std::string, kCurveSlotCount> curves;
   std::array<double, kCurveSlotCount> numbers{};
   std::optional<std::string> rotationOrder;
@@ -109,7 +109,7 @@ struct NisNurbCurve {
   uint32_t offset = 0;
   std::string name;
   int32_t degree = 0;
-  int32_t form = 0;  // 0 invalid, 1 open, 2 closed, 3 periodic
+  int32_t form = 0;                                  // 0 invalid, 1 open, 2 closed, 3 periodic
   std::vector<std::array<double, 4>> controlPoints;  // x, y, z, w
   std::vector<double> knots;
 };

@@ -5,9 +5,9 @@
 #include <iterator>
 #include <string>
 
+#include "inspect/NisDocument.h"
 #include "io/ByteCursor.h"
 #include "io/FileBytes.h"
-#include "inspect/NisDocument.h"
 #include "nis/NisFormat.h"
 
 namespace rw {
@@ -41,12 +41,12 @@ constexpr uint16_t kTangentsFlag = 0;
 constexpr uint16_t kBezierFlag = 1;
 // Smallest record of each kind: every text empty, every list empty.
 constexpr size_t kCurveMin = kTextMin + 4 + 8;
-constexpr size_t kLeaderMin = 8 * kTextMin + 6 * 8;         // older variant; + 4 with the tag
+constexpr size_t kLeaderMin = 8 * kTextMin + 6 * 8;                       // older variant; + 4 with the tag
 constexpr size_t kFollowerMin = 3 * kTextMin + 4 + 6 * kTextMin + 6 * 8;  // older: class number
 constexpr size_t kCameraMin = 5 * kTextMin + 5 * 8;
 constexpr size_t kNurbMin = kTextMin + 4 * 4;
 constexpr size_t kPathMin = kTextMin + 1 + 8 + 4 * kTextMin + 16 + kTextMin + 1 + 4;
-constexpr size_t kTrackMin = 4 + 4;                   // key count, time offset
+constexpr size_t kTrackMin = 4 + 4;  // key count, time offset
 constexpr size_t kTrackKeySize = (1 + 3 + kChannelCount) * 4;
 constexpr size_t kObjectMin = kTextMin + 4 * 4 + kTrackMin;
 constexpr size_t kCrannnberryCameraMin = 4 + kTrackMin;
@@ -58,8 +58,8 @@ Diagnostic Fault(size_t offset, std::string where, std::string what) {
 }
 
 std::string NeedsBytesMessage(uint64_t count, uint64_t bytes, const ByteCursor& in) {
-  return "count " + Num(count) + " needs " + Num(bytes) + " bytes, but only " + Num(in.left()) +
-         " are left before " + Num(in.end());
+  return "count " + Num(count) + " needs " + Num(bytes) + " bytes, but only " + Num(in.left()) + " are left before " +
+         Num(in.end());
 }
 
 // ---- chunk tree ----
@@ -96,9 +96,9 @@ struct TreeReader {
     }
     size_t typeWords = isForm ? 4 : 8;
     if (chunk.dataSize < typeWords) {
-      faults.push_back(Fault(chunk.dataOffset, ChunkIdText(chunk.id),
-                             "holds " + Num(chunk.dataSize) + " bytes, too few for its type word" +
-                                 (isForm ? "" : "s")));
+      faults.push_back(
+          Fault(chunk.dataOffset, ChunkIdText(chunk.id),
+                "holds " + Num(chunk.dataSize) + " bytes, too few for its type word" + (isForm ? "" : "s")));
       return chunk;
     }
     chunk.type = BigEndian(chunk.dataOffset);
@@ -108,8 +108,8 @@ struct TreeReader {
       faults.push_back(Fault(pos, self, "nested deeper than " + Num(kMaxNesting) + " levels; not read"));
       return chunk;
     }
-    chunk.children = ReadChildren(chunk.dataOffset + typeWords, chunk.dataOffset + size_t{chunk.dataSize}, self,
-                                  depth + 1);
+    chunk.children =
+        ReadChildren(chunk.dataOffset + typeWords, chunk.dataOffset + size_t{chunk.dataSize}, self, depth + 1);
     return chunk;
   }
 
@@ -117,8 +117,8 @@ struct TreeReader {
     std::vector<NisChunk> children;
     while (pos < end) {
       if (end - pos < kChunkHeadSize) {
-        faults.push_back(Fault(pos, parent, Num(end - pos) + " trailing bytes at " + Num(pos) +
-                                                " are too few for a chunk head"));
+        faults.push_back(
+            Fault(pos, parent, Num(end - pos) + " trailing bytes at " + Num(pos) + " are too few for a chunk head"));
         break;
       }
       children.push_back(ReadChunk(pos, end, parent, depth));
@@ -310,8 +310,8 @@ void ReadRecordList(ByteCursor& in, uint32_t count, size_t countOffset, const ch
     out.push_back(std::move(record));
   }
   if (in.left() != 0) {
-    faults.push_back(Fault(in.pos(), name, Num(in.left()) + " trailing bytes behind the last of " + Num(count) +
-                                               " records"));
+    faults.push_back(
+        Fault(in.pos(), name, Num(in.left()) + " trailing bytes behind the last of " + Num(count) + " records"));
   }
 }
 
@@ -399,9 +399,9 @@ class ChunkDecoder {
   void ReportRepeat(const NisChunk& chunk) {
     for (const NisChunk* earlier : decoded_) {
       if (earlier->id == chunk.id) {
-        doc_.faults.push_back(Fault(chunk.offset, ChunkIdText(chunk.id),
-                                    "another " + ChunkIdText(chunk.id) + " chunk; the first stands at " +
-                                        Num(earlier->offset)));
+        doc_.faults.push_back(
+            Fault(chunk.offset, ChunkIdText(chunk.id),
+                  "another " + ChunkIdText(chunk.id) + " chunk; the first stands at " + Num(earlier->offset)));
         return;
       }
     }
@@ -426,7 +426,8 @@ class ChunkDecoder {
     bool crannnberry = doc_.layout == NisLayout::kCrannnberry;
     switch (chunk.id) {
       case kChunkName:
-        if (!doc_.title) doc_.title = std::string(reinterpret_cast<const char*>(data_ + chunk.dataOffset), chunk.dataSize);
+        if (!doc_.title)
+          doc_.title = std::string(reinterpret_cast<const char*>(data_ + chunk.dataOffset), chunk.dataSize);
         return true;
       case kChunkVers:
         DecodeVersion(chunk, faults);
@@ -463,12 +464,12 @@ class ChunkDecoder {
         ReadCountedRecords(data_, chunk, "PATH", kPathMin, ReadPath, doc_.paths, faults);
         return true;
       case kChunkLead:
-        doc_.leaderVariant = ReadVariantRecords<NisLeader>(data_, chunk, "LEAD", kLeaderMin, ReadLeader,
-                                                           doc_.leaders, faults);
+        doc_.leaderVariant =
+            ReadVariantRecords<NisLeader>(data_, chunk, "LEAD", kLeaderMin, ReadLeader, doc_.leaders, faults);
         return true;
       case kChunkFolw:
-        doc_.followerVariant = ReadVariantRecords<NisFollower>(data_, chunk, "FOLW", kFollowerMin, ReadFollower,
-                                                               doc_.followers, faults);
+        doc_.followerVariant =
+            ReadVariantRecords<NisFollower>(data_, chunk, "FOLW", kFollowerMin, ReadFollower, doc_.followers, faults);
         return true;
       default:
         return false;
@@ -544,7 +545,8 @@ void ReportMissingChunks(const ChunkDecoder& decoder, NisDocument& doc) {
   const uint32_t* begin = crannnberry ? std::begin(kCrannnberryChunks) : std::begin(kHomeworld2Chunks);
   const uint32_t* end = crannnberry ? std::end(kCrannnberryChunks) : std::end(kHomeworld2Chunks);
   for (const uint32_t* id = begin; id != end; ++id) {
-    if (!decoder.WasDecoded(*id)) doc.faults.push_back(Fault(0, "FORM 'NIS '", "has no " + ChunkIdText(*id) + " chunk"));
+    if (!decoder.WasDecoded(*id))
+      doc.faults.push_back(Fault(0, "FORM 'NIS '", "has no " + ChunkIdText(*id) + " chunk"));
   }
 }
 

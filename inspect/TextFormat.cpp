@@ -24,14 +24,14 @@ size_t Utf8SequenceLength(const std::string& bytes, size_t at) {
   if (lead >= 0xC2 && lead <= 0xDF) return continues(at + 1) ? 2 : 0;
   if (lead >= 0xE0 && lead <= 0xEF) {
     // no overlong form, no surrogate
-    bool wellFormed = continues(at + 1) && continues(at + 2) && !(lead == 0xE0 && second < 0xA0) &&
-                      !(lead == 0xED && second >= 0xA0);
+    bool wellFormed =
+        continues(at + 1) && continues(at + 2) && !(lead == 0xE0 && second < 0xA0) && !(lead == 0xED && second >= 0xA0);
     return wellFormed ? 3 : 0;
   }
   if (lead >= 0xF0 && lead <= 0xF4) {
     // no overlong form, nothing beyond U+10FFFF
-    bool wellFormed = continues(at + 1) && continues(at + 2) && continues(at + 3) &&
-                      !(lead == 0xF0 && second < 0x90) && !(lead == 0xF4 && second >= 0x90);
+    bool wellFormed = continues(at + 1) && continues(at + 2) && continues(at + 3) && !(lead == 0xF0 && second < 0x90) &&
+                      !(lead == 0xF4 && second >= 0x90);
     return wellFormed ? 4 : 0;
   }
   return 0;

@@ -72,8 +72,8 @@ class ByteCursor {
     if (!U32(n, field)) return false;
     if (n > left()) {
       return Fail(at, field,
-                  "text length " + std::to_string(n) + " runs past the end at " + std::to_string(end_) +
-                      " (" + std::to_string(left()) + " bytes left)");
+                  "text length " + std::to_string(n) + " runs past the end at " + std::to_string(end_) + " (" +
+                      std::to_string(left()) + " bytes left)");
     }
     v.assign(reinterpret_cast<const char*>(data_ + pos_), n);
     pos_ += n;
@@ -105,8 +105,8 @@ class ByteCursor {
     if (failed_) return false;
     if (n > left()) {
       return Fail(pos_, field,
-                  "needs " + std::to_string(n) + " bytes, but only " + std::to_string(left()) +
-                      " are left before " + std::to_string(end_));
+                  "needs " + std::to_string(n) + " bytes, but only " + std::to_string(left()) + " are left before " +
+                      std::to_string(end_));
     }
     std::memcpy(out, data_ + pos_, n);
     pos_ += n;

@@ -32,7 +32,7 @@ class ByteSource {
   const uint8_t* memory_ = nullptr;
   std::FILE* file_ = nullptr;
   uint64_t size_ = 0;
-  std::string window_;        // file bytes [windowStart_, windowStart_ + window_.size())
+  std::string window_;  // file bytes [windowStart_, windowStart_ + window_.size())
   uint64_t windowStart_ = 0;
   std::string error_;
 };

@@ -1,12 +1,12 @@
 #include "model/GltfReader.h"
 
+#include <tiny_gltf.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <map>
-
-#include <tiny_gltf.h>
 
 #include "io/FileBytes.h"
 #include "model/MemoryModel.h"

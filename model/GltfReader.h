@@ -37,7 +37,7 @@ struct GltfReadOptions {
 };
 
 struct GltfReadResult {
-  ModelPtr model;  // null when an error was found; the caller owns it otherwise
+  ModelPtr model;                       // null when an error was found; the caller owns it otherwise
   std::vector<Diagnostic> diagnostics;  // warnings in reading order; an error is always last
 
   bool ok() const { return model != nullptr; }

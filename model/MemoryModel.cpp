@@ -49,8 +49,7 @@ namespace rw {
 
 msModel* CreateModel() { return new msModel(); }
 
-msBone* AddBone(msModel* model, const std::string& name, const std::string& parentName, Vec3 position,
-                Vec3 rotation) {
+msBone* AddBone(msModel* model, const std::string& name, const std::string& parentName, Vec3 position, Vec3 rotation) {
   auto bone = std::make_unique<msBone>();
   bone->name = name;
   bone->parentName = parentName;
@@ -96,7 +95,9 @@ void msModel_Destroy(msModel* model) {
   delete model;
 }
 
-void msBone_GetName(msBone* bone, char* buffer, int maxLength) { CopyText(bone ? bone->name : kEmpty, buffer, maxLength); }
+void msBone_GetName(msBone* bone, char* buffer, int maxLength) {
+  CopyText(bone ? bone->name : kEmpty, buffer, maxLength);
+}
 
 void msBone_GetParentName(msBone* bone, char* buffer, int maxLength) {
   CopyText(bone ? bone->parentName : kEmpty, buffer, maxLength);

@@ -16,8 +16,8 @@ struct Vec3 {
 // A new empty model. The caller owns it and ends it with msModel_Destroy.
 msModel* CreateModel();
 // Appends a bone; the model owns it. Names are kept whole; the getters cut them to the buffer.
-msBone* AddBone(msModel* model, const std::string& name, const std::string& parentName = "",
-                Vec3 position = {}, Vec3 rotation = {});
+msBone* AddBone(msModel* model, const std::string& name, const std::string& parentName = "", Vec3 position = {},
+                Vec3 rotation = {});
 // Appends one key pair (position and rotation key at the same frame).
 void AddKeyPair(msBone* bone, float frame, Vec3 position, Vec3 rotation);
 void SetBoneComment(msBone* bone, const std::string& comment);  // bytes kept exactly

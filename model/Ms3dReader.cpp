@@ -196,7 +196,8 @@ bool Ms3dParser::ReadAnimation() {
   } else {
     char text[64];
     std::snprintf(text, sizeof text, "%g", static_cast<double>(fps));
-    Warn(fpsOffset, std::string("animation fps ") + text + " is not a finite number above 0; key times are read with 24");
+    Warn(fpsOffset,
+         std::string("animation fps ") + text + " is not a finite number above 0; key times are read with 24");
   }
   return true;
 }
@@ -244,8 +245,8 @@ bool Ms3dParser::ReadText(const std::string& what, std::string& text) {
   const int32_t length = I32();
   if (length < 0) return Fail(lengthOffset, what + " has a negative length (" + std::to_string(length) + ")");
   if (static_cast<uint64_t>(length) > Left())
-    return Fail(lengthOffset, what + " is " + Num(static_cast<uint64_t>(length)) + " bytes long, only " +
-                                  Num(Left()) + " left");
+    return Fail(lengthOffset,
+                what + " is " + Num(static_cast<uint64_t>(length)) + " bytes long, only " + Num(Left()) + " left");
   if (!Need(static_cast<uint64_t>(length), what)) return false;
   text.assign(Here(), static_cast<size_t>(length));
   Skip(static_cast<uint64_t>(length));

@@ -25,7 +25,7 @@ constexpr size_t kMs3dVertexSize = 15;
 constexpr size_t kMs3dTriangleSize = 70;
 constexpr size_t kMs3dGroupMinSize = 36;  // flags, name, triangle count, material index
 constexpr size_t kMs3dMaterialSize = 361;
-constexpr size_t kMs3dAnimationSize = 12;  // fps, current time, total frames
+constexpr size_t kMs3dAnimationSize = 12;   // fps, current time, total frames
 constexpr size_t kMs3dJointFixedSize = 93;  // flags, two names, rotation, position, two counts
 constexpr size_t kMs3dKeySize = 16;         // time in seconds, then three floats
 constexpr size_t kMs3dCommentMinSize = 8;   // index and length of an empty comment
@@ -41,7 +41,7 @@ struct ModelDeleter {
 using ModelPtr = std::unique_ptr<msModel, ModelDeleter>;
 
 struct Ms3dReadResult {
-  ModelPtr model;  // null when an error was found; the caller owns it otherwise
+  ModelPtr model;                       // null when an error was found; the caller owns it otherwise
   std::vector<Diagnostic> diagnostics;  // warnings in file order; an error is always last
   float fileFps = 0;  // the animation fps the file states, as stored (0 when the read stopped before it)
 

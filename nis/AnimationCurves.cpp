@@ -8,8 +8,8 @@
 #include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
-#include "scene/Naming.h"
 #include "scene/HostText.h"
+#include "scene/Naming.h"
 
 namespace rw {
 namespace {

@@ -3,9 +3,9 @@
 #include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
-#include "scene/Naming.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
+#include "scene/Naming.h"
 
 namespace rw {
 
@@ -17,7 +17,8 @@ CameraNames ReadCameraNames(const Scene& scene, size_t index) {
   CameraNames names;
   names.camera = index < scene.cameraNames.size() ? scene.cameraNames[index] : ReadBoneName(camera);
   names.follower = kFollowerPrefix + BuildBonePath(scene.lookup, camera);
-  if (!target.empty()) names.centerOfInterest = kFollowerPrefix + BuildBonePath(scene.lookup, scene.lookup.Find(target));
+  if (!target.empty())
+    names.centerOfInterest = kFollowerPrefix + BuildBonePath(scene.lookup, scene.lookup.Find(target));
   return names;
 }
 

@@ -138,7 +138,8 @@ void WriteCurveBlock(LiteIFF& iff, const std::string& prefix, const char* suffix
   iff.WriteJoinedString(prefix, suffix);
   WriteU32(iff, static_cast<uint32_t>(n));
   if (n == 1) WriteKey(iff, times[0], values[0], Tangent());
-  for (size_t i = 0; n > 1 && i < n; ++i) WriteKey(iff, times[i], values[i], TangentOfKey(times.data(), values.data(), n, i));
+  for (size_t i = 0; n > 1 && i < n; ++i)
+    WriteKey(iff, times[i], values[i], TangentOfKey(times.data(), values.data(), n, i));
   WriteU32(iff, trailer0);
   WriteU32(iff, trailer1);
 }

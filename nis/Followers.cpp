@@ -4,9 +4,9 @@
 #include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "nis/NisWrite.h"
-#include "scene/Naming.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
+#include "scene/Naming.h"
 
 namespace rw {
 namespace {

@@ -16,17 +16,28 @@ extern const size_t kPreviewTemplateSize, kPreviewScriptSize, kThreeJsSize, kOrb
 
 namespace {
 
-std::string Asset(const unsigned char* bytes, size_t size) { return std::string(reinterpret_cast<const char*>(bytes), size); }
+std::string Asset(const unsigned char* bytes, size_t size) {
+  return std::string(reinterpret_cast<const char*>(bytes), size);
+}
 
 std::string EscapeHtml(const std::string& text) {
   std::string out;
   for (char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;

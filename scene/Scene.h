@@ -19,10 +19,10 @@ namespace rw {
 constexpr uint64_t kMaxSceneKeys = (uint64_t{1} << 32) / (7 * 32);
 
 struct Scene {
-  int32_t fps = 0;        // frames per second; never 0 after the scan; unsigned when converted to floating point
-  int32_t startTime = 0;  // whole seconds
-  int32_t endTime = 0;    // whole seconds; unsigned when converted to floating point
-  std::vector<msBone*> bones;            // accepted bones, cameras among them, in model order
+  int32_t fps = 0;             // frames per second; never 0 after the scan; unsigned when converted to floating point
+  int32_t startTime = 0;       // whole seconds
+  int32_t endTime = 0;         // whole seconds; unsigned when converted to floating point
+  std::vector<msBone*> bones;  // accepted bones, cameras among them, in model order
   std::vector<std::string> bonePaths;    // entry i is the path of bones[i]
   std::vector<msBone*> cameras;          // the entries of bones whose names begin with "CAM_"
   std::vector<std::string> cameraNames;  // entry i is the bare name of cameras[i]

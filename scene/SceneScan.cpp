@@ -119,8 +119,9 @@ void WarnNonFiniteKeys(msBone* bone, const std::string& name) {
   for (int k = 0; k < rotationCount && allFinite; ++k)
     if (const msRotationKey* key = msBone_GetRotationKeyAt(bone, k)) allFinite = finite(key->fTime, key->Rotation);
   if (!allFinite)
-    LogWarning("Bone \"%s\" has keys whose time or value is not a number or infinite!\r\n\t-> They are written as they are\n",
-               name.c_str());
+    LogWarning(
+        "Bone \"%s\" has keys whose time or value is not a number or infinite!\r\n\t-> They are written as they are\n",
+        name.c_str());
 }
 
 // How many keys each bone will have once keyless children have taken their parents' keys, in

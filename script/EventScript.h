@@ -46,8 +46,7 @@ std::string GetEventArguments(const std::string& eventText);
 // Writes "indent function(arguments)\n" to file. For the functions "cameraCut" and "attack"
 // the arguments, unquoted, name a bone (found in lookup; no bone gives the path "Root|") and
 // become "\"FOLW_" + its path + "\"". Callers pass only well-formed texts.
-void WriteEventStatement(std::FILE* file, const std::string& eventText, const BoneLookup& lookup,
-                         const char* indent);
+void WriteEventStatement(std::FILE* file, const std::string& eventText, const BoneLookup& lookup, const char* indent);
 
 // The global section: a time line "at T" whenever the time changes, one statement per event
 // indented by one tab, then an empty line. Malformed texts are left out silently; a list
@@ -56,8 +55,7 @@ void WriteGlobalEvents(std::FILE* file, const EventList& events, const BoneLooku
 // The block of one bone: "with FOLW_" + bonePath, braces, time lines indented by one tab,
 // statements by two, then an empty line. Malformed texts are left out silently; a list
 // without any well-formed text writes nothing, not even the braces.
-void WriteLocalEvents(std::FILE* file, const BoneLookup& lookup, const std::string& bonePath,
-                      const EventList& events);
+void WriteLocalEvents(std::FILE* file, const BoneLookup& lookup, const std::string& bonePath, const EventList& events);
 
 // Logs a warning for each text of events that WriteGlobalEvents and WriteLocalEvents leave
 // out, naming owner ("the model comment", "bone 'Root|Hull'") and the key. A run of

@@ -1,7 +1,6 @@
-#include "script/EventScript.h"
-
 #include "scene/CommentOptions.h"
 #include "scene/Naming.h"
+#include "script/EventScript.h"
 
 namespace rw {
 namespace {
@@ -34,8 +33,8 @@ constexpr int32_t kNoTimeYet = -1;
 
 // Time lines and statements of one list: a time line whenever the time differs from the last
 // one; a malformed text neither writes nor changes the time.
-void WriteTimedStatements(std::FILE* file, const EventList& events, const BoneLookup& lookup,
-                          const char* timePrefix, const char* indent) {
+void WriteTimedStatements(std::FILE* file, const EventList& events, const BoneLookup& lookup, const char* timePrefix,
+                          const char* indent) {
   int32_t lastTime = kNoTimeYet;
   for (const std::string& text : events) {
     if (!IsWellFormedEvent(text)) continue;
@@ -71,8 +70,7 @@ std::string GetEventArguments(const std::string& eventText) {
   return last == std::string::npos ? eventText : eventText.substr(last + 1);
 }
 
-void WriteEventStatement(std::FILE* file, const std::string& eventText, const BoneLookup& lookup,
-                         const char* indent) {
+void WriteEventStatement(std::FILE* file, const std::string& eventText, const BoneLookup& lookup, const char* indent) {
   const std::string function = GetEventFunction(eventText);
   std::string arguments = GetEventArguments(eventText);
   if (NamesFollower(function)) {
@@ -90,8 +88,7 @@ void WriteGlobalEvents(std::FILE* file, const EventList& events, const BoneLooku
   std::fprintf(file, kListEndFormat, kGlobalEnd);
 }
 
-void WriteLocalEvents(std::FILE* file, const BoneLookup& lookup, const std::string& bonePath,
-                      const EventList& events) {
+void WriteLocalEvents(std::FILE* file, const BoneLookup& lookup, const std::string& bonePath, const EventList& events) {
   if (!HasWellFormedEvent(events)) return;
   std::fprintf(file, kBlockHeadFormat, bonePath.c_str());
   WriteTimedStatements(file, events, lookup, kLocalTimePrefix, kLocalIndent);

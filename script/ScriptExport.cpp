@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 
+#include "io/PathText.h"
 #include "log/ExportLog.h"
 #include "platform/Platform.h"
 #include "scene/CommentOptions.h"
 #include "scene/HostText.h"
 #include "script/EventScript.h"
-#include "io/PathText.h"
 
 namespace rw {
 namespace {

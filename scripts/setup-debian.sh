@@ -8,7 +8,7 @@ set -euo pipefail
 # tested in chromium; tinygltf reads glTF; Blender and assimp drive the add-on's round trip and
 # the cross-check.
 packages=(build-essential cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
-          nlohmann-json3-dev groff-base libjs-three chromium libtinygltf-dev blender python3-numpy assimp-utils)
+          nlohmann-json3-dev clang-format groff-base libjs-three chromium libtinygltf-dev blender python3-numpy assimp-utils)
 if [[ "${1:-}" == "--cross" ]]; then
   packages+=(g++-mingw-w64-i686 g++-mingw-w64-x86-64 binutils-mingw-w64 wine64 xvfb xauth)
 fi

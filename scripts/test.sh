@@ -17,6 +17,10 @@ else
   echo "note: sample models not found in ${REELWRIGHT_SAMPLES:-$root/../shared/samples/ms3d}; the tests that read them are skipped"
 fi
 
+echo "== one look: the code as .clang-format lays it out"
+# msLib.h keeps the modeller's declarations aligned as a table.
+git ls-files '*.cpp' '*.h' | grep -v '^host/msLib.h$' | xargs clang-format --style=file --dry-run --Werror
+
 echo "== release build, warnings are errors"
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DREELWRIGHT_WERROR=ON -DREELWRIGHT_BENCH=ON
 cmake --build build/release -j "$jobs"

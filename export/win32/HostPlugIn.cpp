@@ -34,10 +34,10 @@ constexpr unsigned kDeleteFreesMemory = 0x1;
 struct HostPlugIn;
 
 struct HostPlugInTable {
-  void* (RW_HOST_METHOD* destroy)(HostPlugIn* self, unsigned flags);
-  int (RW_HOST_METHOD* getPlugInType)(HostPlugIn* self);
-  const char* (RW_HOST_METHOD* getPlugInTitle)(HostPlugIn* self);
-  int (RW_HOST_METHOD* runExportCommand)(HostPlugIn* self, msModel* model);
+  void*(RW_HOST_METHOD* destroy)(HostPlugIn* self, unsigned flags);
+  int(RW_HOST_METHOD* getPlugInType)(HostPlugIn* self);
+  const char*(RW_HOST_METHOD* getPlugInTitle)(HostPlugIn* self);
+  int(RW_HOST_METHOD* runExportCommand)(HostPlugIn* self, msModel* model);
 };
 
 // No base class and no virtual functions of its own, so `table` is the first word.

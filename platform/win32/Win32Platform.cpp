@@ -1,7 +1,7 @@
 #include "platform/win32/Win32Platform.h"
 
-#include <windows.h>
 #include <commdlg.h>
+#include <windows.h>
 // <commdlg.h> maps GetSaveFileName to GetSaveFileNameA, which would rename our own member.
 #undef GetSaveFileName
 
