@@ -9,8 +9,9 @@
 #include <random>
 
 #if defined(_WIN32)
-#include <io.h>
 #include <windows.h>
+
+#include <io.h>
 #else
 #include <unistd.h>
 #endif

@@ -1,7 +1,8 @@
 #include "platform/win32/Win32Platform.h"
 
-#include <commdlg.h>
 #include <windows.h>
+
+#include <commdlg.h>
 // <commdlg.h> maps GetSaveFileName to GetSaveFileNameA, which would rename our own member.
 #undef GetSaveFileName
 
