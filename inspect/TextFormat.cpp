@@ -54,22 +54,6 @@ std::string FormatReal(float number) {
   return text;
 }
 
-std::string QuoteText(const std::string& bytes) {
-  std::string out = "\"";
-  for (char text : bytes) {
-    unsigned char byte = static_cast<unsigned char>(text);
-    if (byte == '"' || byte == '\\') {
-      out += '\\';
-      out += text;
-    } else if (byte >= 0x20 && byte < 0x7F) {
-      out += text;
-    } else {
-      AppendEscape(out, "\\x%02X", byte);
-    }
-  }
-  return out + "\"";
-}
-
 std::string JsonString(const std::string& bytes) {
   std::string out = "\"";
   for (size_t at = 0; at < bytes.size();) {

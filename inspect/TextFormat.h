@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "io/Diagnostic.h"
+
 namespace rw {
 
 // Shortest text that reads back to the same double ("0.1", "3", "1e+300"); "nan", "inf", "-inf"
@@ -17,9 +19,6 @@ std::string FormatFloat(float number);
 // The same, with ".0" added to a whole number ("257.0", "-1.0", "12.5"): for files whose every
 // number is a float, so that none reads as an integer.
 std::string FormatReal(float number);
-// A text in double quotes for a human reader: quote and backslash escaped, bytes outside
-// printable ASCII as \xNN.
-std::string QuoteText(const std::string& bytes);
 // A JSON string literal: control bytes and bytes that are not part of well-formed UTF-8 as
 // \u00XX, so any byte sequence gives valid JSON and each byte stays visible.
 std::string JsonString(const std::string& bytes);

@@ -23,6 +23,10 @@ struct Diagnostic {
 // (no file name, offset -1, no place) are left out with their separators.
 std::string FormatDiagnostic(const std::string& fileName, const Diagnostic& diagnostic);
 
+// bytes in double quotes for a message: printable ASCII as it is, '"' and '\' escaped with '\',
+// every other byte as \xNN, so a name with any bytes in it prints as one readable line.
+std::string QuoteText(const std::string& bytes);
+
 }  // namespace rw
 
 #endif

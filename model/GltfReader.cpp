@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 
+#include "io/Diagnostic.h"
 #include "io/FileBytes.h"
 #include "model/MemoryModel.h"
 
@@ -28,7 +29,6 @@ struct Quat {
   double x = 0, y = 0, z = 0, w = 1;
 };
 
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 std::string Num(uint64_t value) { return std::to_string(value); }
 
 // Number text for a comment: whole numbers without a point, others with up to 15 digits.
@@ -190,7 +190,7 @@ class GltfMapper {
   }
   std::string NodePlace(int index) const {
     const std::string& name = gltf_.nodes[static_cast<size_t>(index)].name;
-    return "node " + Num(static_cast<uint64_t>(index)) + (name.empty() ? "" : " " + Quoted(name));
+    return "node " + Num(static_cast<uint64_t>(index)) + (name.empty() ? "" : " " + QuoteText(name));
   }
 
   bool CollectSceneNodes();
@@ -251,7 +251,7 @@ bool GltfMapper::CollectSceneNodes() {
     std::string name = gltf_.nodes[static_cast<size_t>(node)].name;
     if (name.empty()) {
       name = "Node" + std::to_string(node);
-      Warn(NodePlace(node), "has no name; it is called " + Quoted(name));
+      Warn(NodePlace(node), "has no name; it is called " + QuoteText(name));
     }
     names_[static_cast<size_t>(node)] = name;
   }
@@ -280,7 +280,7 @@ std::string GltfMapper::Comment(const tinygltf::Value& extras, const std::string
     } else if (value.IsNumber()) {
       append(key + "=" + NumberText(value.GetNumberAsDouble()));
     } else {
-      Warn(place, "extras property " + Quoted(key) + " is not a string or a number; it is ignored");
+      Warn(place, "extras property " + QuoteText(key) + " is not a string or a number; it is ignored");
     }
   }
   return comment;
@@ -296,14 +296,14 @@ bool GltfMapper::ChooseAnimation() {
       }
     std::string names;
     for (const tinygltf::Animation& animation : animations)
-      names += (names.empty() ? "" : ", ") + Quoted(animation.name);
-    return Fail("", "no animation is named " + Quoted(options_.animation) +
+      names += (names.empty() ? "" : ", ") + QuoteText(animation.name);
+    return Fail("", "no animation is named " + QuoteText(options_.animation) +
                         (names.empty() ? " (the file has none)" : " (the file has " + names + ")"));
   }
   if (animations.empty()) return true;
   animation_ = &animations[0];
   if (animations.size() > 1)
-    Warn("", "the file has " + Num(animations.size()) + " animations; the first, " + Quoted(animation_->name) +
+    Warn("", "the file has " + Num(animations.size()) + " animations; the first, " + QuoteText(animation_->name) +
                  ", is read");
   return true;
 }
@@ -363,7 +363,7 @@ bool GltfMapper::ReadCurve(const tinygltf::AnimationSampler& sampler, int width,
   } else if (sampler.interpolation == "CUBICSPLINE") {
     curve.interpolation = Interpolation::kCubicSpline;
   } else {
-    return Fail(place, "has the unknown interpolation " + Quoted(sampler.interpolation));
+    return Fail(place, "has the unknown interpolation " + QuoteText(sampler.interpolation));
   }
   curve.width = width;
   if (!ReadFloats(sampler.input, TINYGLTF_TYPE_SCALAR, 0, place + " times", curve.times)) return false;
@@ -386,7 +386,7 @@ bool GltfMapper::ReadCurve(const tinygltf::AnimationSampler& sampler, int width,
 
 bool GltfMapper::ReadChannels() {
   if (!animation_) return true;
-  const std::string animationPlace = "animation " + Quoted(animation_->name);
+  const std::string animationPlace = "animation " + QuoteText(animation_->name);
   curves_.reserve(animation_->channels.size());  // NodeChannels point into it
   for (size_t c = 0; c < animation_->channels.size(); ++c) {
     const tinygltf::AnimationChannel& channel = animation_->channels[c];
@@ -394,7 +394,7 @@ bool GltfMapper::ReadChannels() {
     const std::string& path = channel.target_path;
     if (path == "weights") continue;  // morph weights move no bone
     if (path != "translation" && path != "rotation" && path != "scale")
-      return Fail(place, "animates the unknown property " + Quoted(path));
+      return Fail(place, "animates the unknown property " + QuoteText(path));
     const int node = channel.target_node;
     if (node < 0 || static_cast<size_t>(node) >= gltf_.nodes.size())
       return Fail(place,

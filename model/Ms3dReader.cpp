@@ -7,6 +7,7 @@
 #include <string>
 
 #include "io/ByteSource.h"
+#include "io/Diagnostic.h"
 #include "model/MemoryModel.h"
 
 namespace rw {
@@ -16,25 +17,6 @@ namespace {
 constexpr size_t kVertexExtraSizes[] = {6, 10, 14};
 constexpr int32_t kJointExtraSubVersion = 1;
 constexpr int32_t kModelExtraSubVersion = 1;
-
-std::string Quoted(const std::string& bytes) {
-  static const char kDigits[] = "0123456789ABCDEF";
-  std::string out = "\"";
-  for (char c : bytes) {
-    const auto b = static_cast<unsigned char>(c);
-    if (b == '"' || b == '\\') {
-      out += '\\';
-      out += c;
-    } else if (b >= 0x20 && b < 0x7F) {
-      out += c;
-    } else {
-      out += "\\x";
-      out += kDigits[b >> 4];
-      out += kDigits[b & 15];
-    }
-  }
-  return out + "\"";
-}
 
 std::string Num(uint64_t value) { return std::to_string(value); }
 
@@ -155,7 +137,7 @@ bool Ms3dParser::ReadHeader() {
   if (!Need(kMs3dHeaderSize, "the header")) return false;
   const std::string id(Here(), kMs3dIdSize);
   if (id != std::string(kMs3dId, kMs3dIdSize))
-    return Fail(0, "not an .ms3d file: the id is " + Quoted(id) + ", not \"MS3D000000\"");
+    return Fail(0, "not an .ms3d file: the id is " + QuoteText(id) + ", not \"MS3D000000\"");
   pos_ = kMs3dIdSize;
   const int32_t version = I32();
   if (version != 3 && version != 4)
@@ -212,7 +194,7 @@ bool Ms3dParser::ReadJoint(uint16_t index) {
   const uint16_t rotationKeys = U16();
   const uint16_t positionKeys = U16();
   if (!Need((uint64_t{rotationKeys} + positionKeys) * kMs3dKeySize,
-            "the keys of joint " + Num(index) + " " + Quoted(name)))
+            "the keys of joint " + Num(index) + " " + QuoteText(name)))
     return false;
   msBone* bone = AddBone(model_, name, parentName, position, rotation);
   for (int pass = 0; pass < 2; ++pass) {
