@@ -111,9 +111,8 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   const std::string fits = kLongFolder + "/" + std::string(50, 'a');  // 255 characters with ".nis"
   const std::string over = kLongFolder + "/" + std::string(51, 'b');  // 256 once ".nis" is added
   const std::string refused = "reelwright: ";
-  // Writes fail past 4 KiB (the signal that would end the program is ignored, as a shell's
-  // background jobs do): the example's 5,639-byte NIS file cannot be written.
-  const std::string smallDisk = "trap '' XFSZ; ulimit -f 4;";
+  // Writes fail past 4 KiB: the example's 5,639-byte NIS file cannot be written.
+  const std::string smallDisk = "ulimit -f 4;";
   const CliCase cases[] = {
       {"--version", 0, "Reelwright v0.9.0.0b\nreelwright 0.9.0\n", "", {}},
       {"--help", 0, kUsage, "", {}},
@@ -253,6 +252,25 @@ TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
     if (!(log[i] == '\r' && i + 1 < log.size() && log[i + 1] == '\n')) plain += log[i];
   }
   EXPECT_EQ(outcome.out, plain + kSuccess);
+}
+
+// A run stopped by a signal removes its temporary files and ends by that signal. The run is
+// held by its own log: the test stops reading at the first bone (the NIS file is open by then),
+// and the rest of the log is far more than the pipe holds.
+TEST(Cli, StoppedRunsLeaveNoTemporaryFiles) {
+  Ms3dFile file;
+  for (int i = 0; i < 6000; ++i) file.joints.push_back({"Bone" + std::to_string(i), "", {}, {}, {{0, {}}}, {{0, {}}}});
+  const test::ScratchDir scratch;
+  test::WriteFileBytes(scratch.Path("many.ms3d"), WriteMs3d(file));
+  for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}, {"HUP", 129}}) {
+    SCOPED_TRACE(signal);
+    test::WriteFileBytes(scratch.Path("stop.sh"),
+                         std::string("set -m; mkfifo log\n'" RW_REELWRIGHT "' export many.ms3d --log many.log >log &\n") +
+                             "exec 3<log\nwhile IFS= read -r line <&3 && [[ $line != 'Got bone'* ]]; do :; done\n"
+                             "kill -" + signal + " $!\nwait $!\necho $?\nrm log\nls -A\n");
+    const Outcome outcome = test::Run(scratch.dir(), "bash stop.sh");
+    EXPECT_EQ(outcome.out, std::to_string(status) + "\nmany.ms3d\nstop.sh\n") << outcome.err;
+  }
 }
 
 // Two exports racing to one output: a file that appears after the checks is never replaced
