@@ -1,5 +1,5 @@
-// The reelwright program as a user runs it: arguments, exit codes, what it prints, and which
-// files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
+// The reelwright program as a user runs it (export, dump, check, preview): arguments, exit codes,
+// what it prints, and which files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
 // compared byte for byte afterwards.
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 
 #include "cli/StagedFiles.h"
 #include "examples/Ms3dWriter.h"
+#include "preview/PreviewPage.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -199,6 +200,18 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
+      // preview: the page beside the NIS file, with the script beside it when there is one.
+      {"preview", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + kSeeHelp, {}},
+      {"preview a.nis b.script c.nis", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + kSeeHelp, {}},
+      {"preview missing.nis", 2, "", "reelwright: missing.nis: cannot open the file (No such file or directory)\n", {}},
+      {"preview good.nis gone.script -o x.html", 2, "", "reelwright: gone.script: cannot open the file (No such file or directory)\n", {}},
+      {"preview good.nis", 2, "", refused + "good.html: error: exists; use --force to replace it\n", {}, {{"good.html", "keep"}}},
+      {"preview good.nis -o sub.d", 2, "", refused + "sub.d: error: is a folder\n", {}},
+      {"preview good.nis cut.script -f -o cut.script", 2, "", refused + "cut.script: error: is the script; the page cannot replace it\n", {}},
+      {"preview good.nis -f", 0, "preview written to good.html (script good.script)\n", "", {}, {{"good.html", "keep"}, {"good.script", "at 0\n"}}, "", {"good.html"}},
+      {"preview good.nis --force -o b.html", 0, "preview written to b.html (no script)\n", "", {"b.html"}},
+      {"preview cut.nis", 1, "preview written to cut.html (script cut.script)\n", "reelwright: cut.nis: 7 structural faults, listed in the preview\n", {"cut.html"}},
+      {"preview good.nis", 1, "", "reelwright: good.html: error: cannot be written (File too large)\n", {}, {}, "ulimit -f 100;"},
       // A failed write is an error, and a failed run leaves the old files as they were.
       {"export scene.ms3d -f -o old.nis", 1, "...ERROR: Writing the NIS file \"old.nis\" failed: cannot write to the file (File too large)\n",
        kFailure, {}, {}, smallDisk},
@@ -207,6 +220,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   };
   for (const CliCase& c : cases) {
     SCOPED_TRACE("reelwright " + c.args);
+    if (c.args.rfind("preview", 0) == 0 && !PreviewLibraryPresent()) continue;  // built without three.js
     const test::ScratchDir scratch;
     std::map<std::string, std::string> before = BaseFiles();
     before.insert(c.extraFiles.begin(), c.extraFiles.end());
@@ -230,8 +244,13 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
     }
     for (const std::string& name : c.written) EXPECT_TRUE(after.count(name)) << name << " not written";
     EXPECT_EQ(after.size(), before.size() + c.written.size()) << "unexpected or temporary files left";
-    if (!c.written.empty() && c.written[0].find(".nis") != std::string::npos) {
-      EXPECT_EQ(after[c.written[0]].substr(0, 4), "FORM");
+    for (const std::string& name : c.written) {
+      if (name.find(".nis") != std::string::npos) {
+        EXPECT_EQ(after[name].substr(0, 4), "FORM") << name;
+      } else if (name.find(".html") != std::string::npos) {
+        EXPECT_EQ(after[name].rfind("<!DOCTYPE html>", 0), 0u) << name;
+        EXPECT_EQ(after[name].find("@@"), std::string::npos) << name << ": a slot left unfilled";
+      }
     }
   }
 }
