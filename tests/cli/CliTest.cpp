@@ -66,13 +66,20 @@ std::map<std::string, std::string> BaseFiles() {
           {"cut.script", "at frame 1\n\tcameraCut(\"CAM_Main\")\n"}};
 }
 
-// Every regular file and link below dir, by relative path, with its bytes (a link: "-> target").
+// A file of that many zero bytes that takes no room on the disk, as a starting file.
+const std::string kSparse = "sparse, bytes: ";
+std::string Sparse(uint64_t size) { return kSparse + std::to_string(size); }
+
+// Every regular file and link below dir, by relative path, with its bytes (a link: "-> target";
+// a file of more than 64 MiB: Sparse(its size)).
 std::map<std::string, std::string> FilesIn(const std::string& dir) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(dir)) {
     const std::string name = entry.path().lexically_relative(dir).string();
     if (entry.is_symlink()) {
       files[name] = "-> " + fs::read_symlink(entry.path()).string();
+    } else if (entry.is_regular_file() && entry.file_size() > (1u << 26)) {
+      files[name] = Sparse(entry.file_size());
     } else if (entry.is_regular_file()) {
       files[name] = test::ReadFileBytes(entry.path().string());
     }
@@ -196,6 +203,13 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump aiff.nis --json", 2, "", "reelwright: aiff.nis: offset 8: form type 'AIFF' is not 'NIS '\n", {}},
       {"dump .", 2, "", "reelwright: .: is a folder, not a file\n", {}},
       {"dump /dev/zero", 2, "", "reelwright: /dev/zero: is not a plain file\n", {}},
+      // Files past a reader's limit are refused by their size, before they are read.
+      {"dump big.nis", 2, "", "reelwright: big.nis: is larger than 4294967295 bytes, more than such a file can hold\n", {},
+       {{"big.nis", Sparse(4294967296)}}},
+      {"check good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
+       {}, {{"big.script", Sparse(1073741825)}}},
+      {"preview good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
+       {}, {{"big.script", Sparse(1073741825)}}},
       {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
@@ -227,6 +241,9 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
     for (const auto& [name, bytes] : before) {
       if (bytes.rfind("-> ", 0) == 0) {
         fs::create_symlink(bytes.substr(3), scratch.Path(name));
+      } else if (bytes.rfind(kSparse, 0) == 0) {
+        test::WriteFileBytes(scratch.Path(name), "");
+        fs::resize_file(scratch.Path(name), std::stoull(bytes.substr(kSparse.size())));
       } else {
         test::WriteFileBytes(scratch.Path(name), bytes);
       }
