@@ -55,15 +55,18 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
   return "";
 }
 
-// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
-// glTF key times become frames at the rate the export reads from the model comment.
-// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none).
+// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none);
+// otherFiles the files read besides the model's own (a glTF scene's buffers).
 struct ModelRead {
   ModelPtr model;
   std::vector<Diagnostic> diagnostics;
   float fileFps = 0;
+  std::vector<std::string> otherFiles = {};
   bool ok() const { return model != nullptr; }
 };
+
+// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
+// glTF key times become frames at the rate the export reads from the model comment.
 
 ModelRead ReadModelFile(const ExportArgs& args) {
   if (!IsGltfPath(args.outputs.modelPath)) {
@@ -75,7 +78,7 @@ ModelRead ReadModelFile(const ExportArgs& args) {
   // Key times become frames at the rate the scan will give the scene.
   options.framesPerSecond = [](const std::string& comment) { return ParseFrameRateOption(comment).fps; };
   GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, options);
-  return {std::move(gltf.model), std::move(gltf.diagnostics), 0};
+  return {std::move(gltf.model), std::move(gltf.diagnostics), 0, std::move(gltf.filesRead)};
 }
 
 int ExitCodeFor(ExportOutcome outcome) {
@@ -147,6 +150,7 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
     err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 
+  args.outputs.otherInputs = std::move(read.otherFiles);
   const OutputPaths paths = ChooseOutputPaths(args.outputs);
   OutputRefusal refusal;
   if (!CheckOutputPaths(args.outputs, paths, refusal)) {

@@ -26,6 +26,10 @@ class RemovedOnInterrupt {
   int slot_ = -1;
 };
 
+// True when an interruption came and waits for the deferrals below to end: a long wait
+// inside one should give up.
+bool InterruptionWaiting();
+
 // While one lives, an interruption waits: a group of moves that puts files in place is finished
 // before the program ends, never left half done. The interruption takes effect when the last
 // one goes.
