@@ -280,21 +280,27 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   }
 }
 
-// What the console shows is the log as it grows, with plain line ends; --log keeps CR LF.
+// What the console shows is the log as it grows, with plain line ends and the control bytes of
+// names escaped; --log keeps CR LF and the exact bytes.
 TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
+  const std::string raw = "Ship\x1B]0;x\x07\x1B[2J\x9B", shown = "Ship\\x1B]0;x\\x07\\x1B[2J\\x9B";
+  Ms3dFile file;
+  file.joints.push_back({raw, "", {}, {}, {{0, {}}}, {{0, {}}}});
   const test::ScratchDir scratch;
-  test::WriteFileBytes(scratch.Path("scene.ms3d"), kExample);
+  test::WriteFileBytes(scratch.Path("scene.ms3d"), WriteMs3d(file));
   const Outcome outcome = RunProgram(scratch, "export scene.ms3d -o out.nis --log run.log");
   ASSERT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_EQ(outcome.err, "");
   const std::string log = test::ReadFileBytes(scratch.Path("run.log"));
   EXPECT_EQ(log.rfind("======================== NIS Export ========================\r\n"
                       "Reelwright v0.9.0.0b\r\nExporting NIS to \"out.nis\"...\r\n", 0), 0u) << log;
+  EXPECT_NE(log.find("Got bone \"" + raw + "\".\r\n"), std::string::npos) << log;
   std::string plain;
   for (size_t i = 0; i < log.size(); ++i) {
     if (log[i] == '\n') { ASSERT_TRUE(i > 0 && log[i - 1] == '\r') << "LF without CR at byte " << i; }
     if (!(log[i] == '\r' && i + 1 < log.size() && log[i + 1] == '\n')) plain += log[i];
   }
+  for (size_t at; (at = plain.find(raw)) != std::string::npos;) plain.replace(at, raw.size(), shown);
   EXPECT_EQ(outcome.out, plain + kSuccess);
 }
 
