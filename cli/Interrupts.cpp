@@ -58,7 +58,8 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
 
 #else
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+// SIGPIPE too: a closed pipe on stdout ends the run, and it should end it as cleanly.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 // Ends the program as the signal would have without a handler, so the shell sees it.
 [[noreturn]] void EndBySignal(int signal) {

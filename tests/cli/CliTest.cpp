@@ -308,8 +308,8 @@ TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
 // reading the run's stdout at the first line starting with `waitFor`, runs `meanwhile`, reads
 // on, and prints the exit status, stderr, the files left and the first bytes of the NIS file
 // and the script. The log holds a run still: once the NIS file is open ("Got bone"), the rest
-// of the log is far more than a pipe holds. A stopped run removes its temporary files and ends
-// by its signal; a forced run that cannot place its last file puts back the files it replaced;
+// of the log is far more than a pipe holds. A stopped run (a signal, or a closed pipe) removes
+// its temporary files and ends by its signal; a forced run that cannot place its last file puts back the files it replaced;
 // a run waits for the lock of its place before it places its files.
 TEST(Cli, RunsStoppedOrThwartedWhileTheyRun) {
   Ms3dFile file;
@@ -322,6 +322,7 @@ TEST(Cli, RunsStoppedOrThwartedWhileTheyRun) {
       {"", "export many.ms3d -f --log many.log", "Got bone", "kill -INT $!", "130\n" + left},
       {"", "export many.ms3d -f --log many.log", "Got bone", "kill -TERM $!", "143\n" + left},
       {"", "export many.ms3d -f --log many.log", "Got bone", "kill -HUP $!", "129\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "exec 3<&-", "141\n" + left},  // the log's reader is gone
       {"", "export many.ms3d -f --log many.log", "Got bone", "mkdir many.log",
        "2\nreelwright: many.log: error: " + std::string(kNeverReplaced) + "\nmany.log\n" + left},
       {lock, "export many.ms3d -q -f", "Successfully", "head -c 4 many.nis; exec 9>&-",
