@@ -65,6 +65,10 @@ constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 [[noreturn]] void EndBySignal(int signal) {
   RemoveGuardedFiles();
   std::signal(signal, SIG_DFL);
+  sigset_t blocked;  // inside the handler the signal is blocked, and would wait for its return
+  sigemptyset(&blocked);
+  sigaddset(&blocked, signal);
+  sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
   std::raise(signal);
   _exit(128 + signal);  // not reached: the signal's default action ends the program
 }
