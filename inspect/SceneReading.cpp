@@ -477,7 +477,7 @@ class SceneReader {
     // The maps point into the scene's own names, which stay where they are from here on.
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       byPath.emplace(scene_.followers[i].namePath, i);
-      byLastPart.emplace(LastPathPart(scene_.followers[i].name), i);
+      byLastPart.emplace(LastPathPart(scene_.followers[i].namePath), i);
     }
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       FindAim(scene_.followers[i], doc_.followers[i], byLastPart);
@@ -485,7 +485,7 @@ class SceneReader {
     }
   }
 
-  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view".
+  // "<X>_group" in a rotate slot, with a follower whose name path is "<X>_view" or "...|<X>_view".
   void FindAim(SceneFollower& follower, const NisFollower& record,
                const std::unordered_map<std::string_view, size_t>& byLastPart) {
     const size_t suffixLength = std::char_traits<char>::length(kAimGroupSuffix);

@@ -14,7 +14,7 @@
 //   (the u-value curve); when the path's follow byte is set it is also turned along the path
 //   and rolled about its front axis by the front-twist curve, otherwise its rotation comes from
 //   its own rotate slots or start values.
-// - A follower whose rotate slots name "<X>_group", where a follower "<X>_view" exists, is aimed
+// - A follower whose rotate slots name "<X>_group", where a follower "...|<X>_view" exists, is aimed
 //   by a look-at rig: its -Z points at that follower at every time, world up +Y.
 #ifndef REELWRIGHT_INSPECT_SCENEREADING_H
 #define REELWRIGHT_INSPECT_SCENEREADING_H
