@@ -221,15 +221,18 @@ TEST(Scene, PlaybackRunsFromInfosStartPastItsEndToTheLastKey) {
     SceneTimeUnit unit;
     double start, end;
     int64_t firstFrame, lastFrame;
+    double lastEvent = 0;  // a script's
   } cases[] = {
       {"ours: whole seconds", TestScene().Build(), SceneTimeUnit::kSeconds, 0, 3, 0, 72},
       {"the game's: frames", game.Build(), SceneTimeUnit::kFrames, 1 / 30.0, 61, 1, 1830},
       {"keys past INFO's end", late.Build(), SceneTimeUnit::kFrames, 1 / 30.0, 10, 1, 300},
+      {"a script's event past the last key", late.Build(), SceneTimeUnit::kFrames, 1 / 30.0, 20, 1, 600, 20},
       {"Crannnberry: seconds at 24 frames", CrannnberryTestFile().Build(), SceneTimeUnit::kSeconds, 0, 12.5, 0, 300},
   };
   for (const Case& c : cases) {
     NisDocument doc = Read(c.file);
     SceneReading scene = ReadScene(doc);
+    PlayUntil(scene, c.lastEvent);
     EXPECT_EQ(scene.infoUnit, c.unit) << c.name;
     EXPECT_NEAR(scene.start, c.start, 1e-9) << c.name;
     EXPECT_NEAR(scene.end, c.end, 1e-9) << c.name;
