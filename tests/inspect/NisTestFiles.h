@@ -63,6 +63,8 @@ struct TestScene {
   std::vector<Camera> cameras;
   std::set<std::string> bezierCurves;                       // written in the flagged layout
   std::vector<std::pair<std::string, std::string>> paths;  // path name, its NURB curve's name
+  std::string rotationOrder = " ZYX";                       // of every leader and follower
+  uint32_t preInfinity = 0, postInfinity = 0;               // of every curve but the placeholder
 
   static TestScene Default() {
     TestScene t;
@@ -89,7 +91,7 @@ struct TestScene {
         anim.F64(key.time).F64(key.value);
         for (float f : key.floats) anim.F32(f);
       }
-      anim.U32(0).U32(0);
+      anim.U32(empty ? 0 : preInfinity).U32(empty ? 0 : postInfinity);
       for (int k = 0; k < 2 && bezier; ++k) anim.U16(KeyOf(i, k, empty, bezier).word);
     }
     std::string motion;
@@ -110,13 +112,13 @@ struct TestScene {
     for (const Leader& r : leaders) {
       lead.Text(r.name).Text(r.path);
       for (const std::string& c : r.curves) lead.Text(c);
-      lead.s += std::string(6 * 8, '\0') + " ZYX";
+      lead.s += std::string(6 * 8, '\0') + rotationOrder;
     }
     folw.U32(uint32_t(followers.size()));
     for (const Follower& r : followers) {
       folw.Text(r.name).Text(r.leader).Text(r.objectClass).Text(r.blueprint);
       for (const std::string& c : r.curves) folw.Text(c);
-      folw.s += std::string(6 * 8, '\0') + " ZYX";
+      folw.s += std::string(6 * 8, '\0') + rotationOrder;
     }
     cmra.U32(uint32_t(cameras.size()));
     for (const Camera& r : cameras) {
