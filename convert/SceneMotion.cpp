@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "inspect/SceneReading.h"
 #include "nis/NisFormat.h"
 
 namespace rw {
 namespace {
-
-using ReadSceneResult = decltype(ReadScene(std::declval<const NisDocument&>()));
 
 class EvaluatedScene : public SceneMotion {
  public:
@@ -63,7 +60,7 @@ class EvaluatedScene : public SceneMotion {
     return lens;
   }
 
-  ReadSceneResult scene_;
+  SceneReading scene_;
   mutable SceneEvaluator evaluator_;  // keeps the poses of one time
 };
 
