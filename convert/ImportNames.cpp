@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "model/GltfWriter.h"
 #include "scene/Naming.h"
 
 namespace rw {
@@ -25,12 +26,14 @@ std::vector<std::string> PathParts(const std::string& followerName) {
   return parts;
 }
 
-// `name` cut so that it and `suffix` together fit a bone name.
+// `name` cut so that it and `suffix` together fit a bone name, never inside a character.
 std::string Fit(const std::string& name, const std::string& suffix) {
-  return name.substr(0, kMaxImportedNameBytes - suffix.size()) + suffix;
+  return name.substr(0, Utf8Prefix(name, kMaxImportedNameBytes - suffix.size())) + suffix;
 }
 
-std::string NodeName(std::string part, bool camera) {
+// glTF names are UTF-8: a byte of another code page becomes "_".
+std::string NodeName(const std::string& original, bool camera) {
+  std::string part = ValidUtf8(original, "_");
   if (part.empty()) part = "_";
   if (camera && !HasPrefix(part, kCameraPrefix)) part = kCameraPrefix + part;
   if (HasPrefix(part, kIgnoredPrefix)) part = "_" + part;

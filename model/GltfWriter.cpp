@@ -9,11 +9,41 @@
 namespace rw {
 namespace {
 
+constexpr const char* kReplacementCharacter = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
+
+// The length of the well-formed UTF-8 character at bytes[at], or 0 when there is none.
+size_t Utf8CharLength(const std::string& bytes, size_t at) {
+  const auto byte = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned char lead = byte(at);
+  if (lead < 0x80) return 1;
+  size_t length = 0;
+  unsigned char low = 0x80, high = 0xBF;  // the range of the second byte
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) low = 0xA0;   // no overlong forms
+    if (lead == 0xED) high = 0x9F;  // no surrogates
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;  // nothing past U+10FFFF
+  } else {
+    return 0;
+  }
+  if (at + length > bytes.size() || byte(at + 1) < low || byte(at + 1) > high) return 0;
+  for (size_t i = 2; i < length; ++i)
+    if (byte(at + i) < 0x80 || byte(at + i) > 0xBF) return 0;
+  return length;
+}
+
+std::string Utf8(const std::string& text) { return ValidUtf8(text, kReplacementCharacter); }
+
 tinygltf::Value ExtrasValue(const GltfExtras& extras) {
   if (extras.texts.empty() && extras.numbers.empty()) return {};
   tinygltf::Value::Object properties;
-  for (const auto& [key, text] : extras.texts) properties[key] = tinygltf::Value(text);
-  for (const auto& [key, number] : extras.numbers) properties[key] = tinygltf::Value(number);
+  for (const auto& [key, text] : extras.texts) properties[Utf8(key)] = tinygltf::Value(Utf8(text));
+  for (const auto& [key, number] : extras.numbers) properties[Utf8(key)] = tinygltf::Value(number);
   return tinygltf::Value(std::move(properties));
 }
 
@@ -77,6 +107,26 @@ std::vector<float> ContinuousRotations(const std::vector<std::array<double, 4>>&
 
 }  // namespace
 
+size_t Utf8Prefix(const std::string& bytes, size_t limit) {
+  size_t end = 0;
+  while (end < bytes.size()) {
+    const size_t length = std::max<size_t>(Utf8CharLength(bytes, end), 1);
+    if (end + length > limit) break;
+    end += length;
+  }
+  return end;
+}
+
+std::string ValidUtf8(const std::string& bytes, const std::string& replacement) {
+  std::string text;
+  for (size_t at = 0; at < bytes.size();) {
+    const size_t length = Utf8CharLength(bytes, at);
+    text += length == 0 ? replacement : bytes.substr(at, length);
+    at += std::max<size_t>(length, 1);
+  }
+  return text;
+}
+
 std::string WriteGlb(const GltfOutScene& scene) {
   tinygltf::Model gltf;
   gltf.asset.version = "2.0";
@@ -88,21 +138,21 @@ std::string WriteGlb(const GltfOutScene& scene) {
   gltf.defaultScene = 0;
 
   tinygltf::Animation animation;
-  animation.name = scene.animationName;
+  animation.name = Utf8(scene.animationName);
   std::vector<float> times(scene.times.begin(), scene.times.end());
   const int timeAccessor = times.empty() ? -1 : AddFloats(gltf, times, TINYGLTF_TYPE_SCALAR, 1, true);
   for (size_t i = 0; i < scene.nodes.size(); ++i) {
     const GltfOutNode& in = scene.nodes[i];
     const int index = static_cast<int>(i);
     tinygltf::Node node;
-    node.name = in.name;
+    node.name = Utf8(in.name);
     node.extras = ExtrasValue(in.extras);
     if (!in.translations.empty()) node.translation.assign(in.translations[0].begin(), in.translations[0].end());
     if (!in.rotations.empty()) node.rotation.assign(in.rotations[0].begin(), in.rotations[0].end());
     if (in.camera) {
       tinygltf::Camera camera;
       camera.type = "perspective";
-      camera.name = in.name;
+      camera.name = node.name;
       camera.perspective.yfov = in.camera->yfov;
       camera.perspective.aspectRatio = in.camera->aspectRatio;
       camera.perspective.znear = in.camera->znear;

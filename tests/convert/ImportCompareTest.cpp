@@ -26,10 +26,11 @@ Outcome Reelwright(const test::ScratchDir& scratch, const std::string& args) {
   return test::Run(scratch.dir(), "exec '" RW_REELWRIGHT "' " + args + " 2>&1");
 }
 
-// The first scene with its names changed: the ship's past 31 bytes, the camera's without "CAM_".
+// The first scene with its names changed: the ship's past 31 bytes, the camera's without "CAM_"
+// and with a byte of another code page.
 std::string RenamedScene() {
   test::TestScene scene = test::TestScene::Default();
-  const std::string ship = "FOLW_Root|" + std::string(40, 's'), camera = "FOLW_Root|Main";
+  const std::string ship = "FOLW_Root|" + std::string(40, 's'), camera = "FOLW_Root|M\xE9in";
   scene.followers[1].name = scene.cameras[0].centerOfInterest = ship;
   scene.followers[2].name = scene.cameras[0].follower = camera;
   return scene.Build();
@@ -63,7 +64,7 @@ TEST(ImportCompare, EveryLayoutComesBackWithTheSameMotion) {
       {"linear before, constant after", [] { return WithInfinity(1, 0).Build(); }},
       {"older record layout on a motion path", [] { return test::OlderFileWithPath(); }},
       {"Crannnberry objects and camera", [] { return test::CrannnberryTestFile().Build(); }},
-      {"names past 31 bytes, a camera without CAM_", RenamedScene},
+      {"names past 31 bytes, a camera without CAM_, Windows-1252", RenamedScene},
   };
   for (const RoundTripCase& c : cases) {
     SCOPED_TRACE(c.name);
@@ -145,6 +146,8 @@ TEST(ImportCompare, NamesFitTheExporterAndStayUnique) {
        {"FOLW_Root|CAM_Cam|Aim", "FOLW_Root|CAM_Cam"}},
       {"the same name twice, one name each", {"Kus_Mothership", "Kus_Mothership"}, {false, false},
        {"FOLW_Root|Kus_Mothership", "FOLW_Root|Kus_Mothership~2"}},
+      {"not UTF-8, and a cut between characters", {"FOLW_Root|Caf\xE9", "FOLW_Root|" + std::string(30, 'n') + "\xC3\xA9"},
+       {false, false}, {"FOLW_Root|Caf_", "FOLW_Root|" + std::string(30, 'n')}},
       {"a part the exporter would skip, an empty part", {"FOLW_Root|IG_Guide||X"}, {false},
        {"FOLW_Root|_IG_Guide|_|X"}},
   };
