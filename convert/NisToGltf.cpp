@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "convert/ImportNames.h"
 #include "nis/NisFormat.h"
@@ -61,9 +62,9 @@ GltfOutScene ImportToGltf(const SceneMotion& motion, const std::string& script, 
     cameras.push_back(motion.followers[i].lens.has_value());
   }
   const std::vector<ImportedNode> nodes = ImportNodes(names, cameras);
-  std::vector<std::string> nodeOfFollower(motion.followers.size());
+  std::map<std::string, std::string> nodeNameOf;  // by follower name: the first follower of a name
   for (const ImportedNode& node : nodes)
-    if (node.follower >= 0) nodeOfFollower[kept[static_cast<size_t>(node.follower)]] = node.name;
+    if (node.follower >= 0) nodeNameOf.emplace(names[static_cast<size_t>(node.follower)], node.name);
 
   GltfOutScene scene;
   scene.animationName = sourceName;
@@ -84,9 +85,8 @@ GltfOutScene ImportToGltf(const SceneMotion& motion, const std::string& script, 
         if (!follower.lens->focalLengthCurve.empty())
           out.extras.texts[kExtrasFocalCurve] = follower.lens->focalLengthCurve;
       }
-      for (size_t i = 0; i < motion.followers.size() && !follower.centerOfInterest.empty(); ++i)
-        if (motion.followers[i].name == follower.centerOfInterest && !nodeOfFollower[i].empty())
-          out.extras.texts[kOptionCenterOfInterest] = nodeOfFollower[i];
+      const auto target = nodeNameOf.find(follower.centerOfInterest);
+      if (target != nodeNameOf.end()) out.extras.texts[kOptionCenterOfInterest] = target->second;
     }
     scene.nodes.push_back(std::move(out));
   }

@@ -21,7 +21,8 @@ constexpr const char* kExtrasSource = "nisFile";               // root: the file
 constexpr const char* kExtrasFocalCurve = "focalLengthCurve";  // camera node: its zoom curve's name
 
 // The glTF scene of `motion`; `script` is the script's text (empty: none), `sourceName` the
-// NIS file's name. Frames before 0 are left out (glTF times start at 0).
+// NIS file's name. Frames before 0 are left out (glTF times start at 0). SamplingProblem of
+// `motion` must be empty.
 GltfOutScene ImportToGltf(const SceneMotion& motion, const std::string& script, const std::string& sourceName);
 
 }  // namespace rw

@@ -32,7 +32,8 @@ struct CompareOptions {
 };
 
 // The differences, one per follower of `first` in its order ("FOLW_Empty" left out); followers of
-// `second` that nothing matched are added to `unmatched`.
+// `second` that nothing matched are added to `unmatched`. SamplingProblem of `first`, for the
+// followers of both, must be empty.
 std::vector<FollowerDifference> CompareScenes(const SceneMotion& first, const SceneMotion& second,
                                               const CompareOptions& options, std::vector<std::string>& unmatched);
 
