@@ -38,7 +38,8 @@ std::string RenamedScene() {
 
 test::TestScene WithOrder(const std::string& order) {
   test::TestScene scene = test::TestScene::Default();
-  scene.rotationOrder = order;
+  for (auto& leader : scene.leaders) leader.order = order;
+  for (auto& follower : scene.followers) follower.order = order;
   return scene;
 }
 
@@ -58,6 +59,11 @@ TEST(ImportCompare, EveryLayoutComesBackWithTheSameMotion) {
   const RoundTripCase cases[] = {
       {"our layout: a ship, a camera aimed at it", [] { return test::TestScene::Default().Build(); }},
       {"Bezier curve, motion path, look-at rig", [] { return test::GameScene().Build(); }},
+      {"the game's INFO: frames at 30 per second", [] {
+         test::TestScene scene = test::GameScene();
+         scene.info = {30, 0, 90};
+         return scene.Build();
+       }},
       {"rotation order X Y Z", [] { return WithOrder("ZYX ").Build(); }},
       {"rotation order Y, Z, X", [] { return WithOrder(" XZY").Build(); }},
       {"linear infinity before and after the keys", [] { return WithInfinity(1, 1).Build(); }},
@@ -158,8 +164,7 @@ TEST(ImportCompare, NamesFitTheExporterAndStayUnique) {
 TEST(ImportCompare, RefusalsAndDifferencesSayWhatAndLeaveFilesAsTheyWere) {
   std::string huge = test::TestScene::Default().Build();  // INFO's end: 2^31 - 1 frames
   huge.replace(huge.find("INFO") + 16, 4, std::string("\xff\xff\xff\x7f", 4));
-  test::TestScene moved = test::TestScene::Default();
-  moved.rotationOrder = " XZY";
+  const test::TestScene moved = WithOrder(" XZY");
   const std::map<std::string, std::string> base = {{"a.nis", test::TestScene::Default().Build()},
                                                    {"moved.nis", moved.Build()},
                                                    {"huge.nis", huge},
