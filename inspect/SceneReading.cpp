@@ -22,6 +22,8 @@ constexpr char kPathSeparator = '|';
 constexpr double kVerticalTangent = 1e-9;
 // Bisection steps that find a Bezier segment's parameter to double precision.
 constexpr int kBezierSteps = 60;
+// Bisection steps within one stretch of the arc-length table: far below a thousandth of it.
+constexpr int kBisectionSteps = 30;
 // PATH follow byte values that turn the leader along the path (0 only places it).
 constexpr uint8_t kFollowOn = 1, kFollowOnToo = 255;
 // The highest degree the modelling package offers; evaluation costs grow with its square.
@@ -182,8 +184,9 @@ bool NurbUsable(const NisNurbCurve& nurb) {
 Vec3 NurbPoint(const NisNurbCurve& nurb, double u) {
   const size_t p = size_t(nurb.degree), n = nurb.controlPoints.size();
   u = std::min(std::max(u, FullKnot(nurb, p)), FullKnot(nurb, n));
-  size_t span = p;  // FullKnot(span) <= u < FullKnot(span + 1), the last non-empty span at the end
-  while (span + 1 < n && FullKnot(nurb, span + 1) <= u) ++span;
+  // FullKnot(span) <= u < FullKnot(span + 1), the last non-empty span at the domain's end.
+  size_t span = size_t(std::upper_bound(nurb.knots.begin(), nurb.knots.end(), u) - nurb.knots.begin());
+  span = std::min(std::max(span, p), n - 1);
   std::array<std::array<double, 4>, kMaxNurbDegree + 1> d{};
   for (size_t j = 0; j <= p; ++j) {
     const auto& c = nurb.controlPoints[span - p + j];
@@ -202,6 +205,10 @@ Vec3 NurbPoint(const NisNurbCurve& nurb, double u) {
   return {d[p][0] / w, d[p][1] / w, d[p][2] / w};
 }
 
+double Distance(const Vec3& a, const Vec3& b) {
+  return std::sqrt((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) + (a[2] - b[2]) * (a[2] - b[2]));
+}
+
 void BuildArcTable(SceneMotionPath& motion) {
   const NisNurbCurve& nurb = *motion.nurb;
   size_t spans = nurb.controlPoints.size() - size_t(nurb.degree);
@@ -214,16 +221,16 @@ void BuildArcTable(SceneMotionPath& motion) {
   for (size_t i = 0; i <= samples; ++i) {
     double u = i == samples ? hi : lo + (hi - lo) * double(i) / double(samples);
     Vec3 point = NurbPoint(nurb, u);
-    length += std::sqrt((point[0] - previous[0]) * (point[0] - previous[0]) +
-                        (point[1] - previous[1]) * (point[1] - previous[1]) +
-                        (point[2] - previous[2]) * (point[2] - previous[2]));
+    length += Distance(point, previous);
     motion.parameters[i] = u;
     motion.lengths[i] = length;
     previous = point;
   }
 }
 
-// The curve parameter at a fraction (0 to 1, clamped) of the arc length.
+// The curve parameter at a fraction (0 to 1, clamped) of the arc length: the table's sample
+// before it, then bisection on the chord from that sample, since the parameter runs unevenly
+// even within one sample's stretch.
 double ParameterAtFraction(const SceneMotionPath& motion, double fraction) {
   const auto& lengths = motion.lengths;
   if (!(fraction > 0)) return motion.parameters.front();
@@ -231,9 +238,14 @@ double ParameterAtFraction(const SceneMotionPath& motion, double fraction) {
   size_t hi = size_t(std::lower_bound(lengths.begin(), lengths.end(), target) - lengths.begin());
   if (hi == 0) return motion.parameters.front();
   if (hi >= lengths.size()) return motion.parameters.back();
-  double gap = lengths[hi] - lengths[hi - 1];
-  double a = gap > 0 ? (target - lengths[hi - 1]) / gap : 0;
-  return motion.parameters[hi - 1] + a * (motion.parameters[hi] - motion.parameters[hi - 1]);
+  double lo = motion.parameters[hi - 1], up = motion.parameters[hi];
+  Vec3 from = NurbPoint(*motion.nurb, lo);
+  double rest = target - lengths[hi - 1];
+  for (int i = 0; i < kBisectionSteps; ++i) {
+    double mid = 0.5 * (lo + up);
+    (Distance(from, NurbPoint(*motion.nurb, mid)) < rest ? lo : up) = mid;
+  }
+  return 0.5 * (lo + up);
 }
 
 double PathFraction(const SceneMotionPath& motion, double t) {
@@ -312,6 +324,18 @@ SceneKind KindOfClass(const NisFollower& follower) {
   return SceneKind::kShip;
 }
 
+// Frames of the playback range, at most kMaxFrames of them from a first frame in [0, kMaxFrames];
+// false when the range was cut.
+bool SetFrames(SceneReading& scene) {
+  double first = std::ceil(scene.start * scene.fps - 1e-6), last = std::ceil(scene.end * scene.fps - 1e-6);
+  first = std::isfinite(first) ? std::min(std::max(first, 0.0), double(kMaxFrames)) : 0;
+  bool whole = last - first <= double(kMaxFrames);
+  last = std::isfinite(last) ? std::min(std::max(last, first), first + double(kMaxFrames)) : first;
+  scene.firstFrame = int64_t(first);
+  scene.lastFrame = int64_t(last);
+  return whole;
+}
+
 class SceneReader {
  public:
   explicit SceneReader(const NisDocument& doc) : doc_(doc) {
@@ -357,15 +381,7 @@ class SceneReader {
   void SetPlayback() {
     scene_.start = scene_.infoStart;
     scene_.end = std::max(scene_.infoEnd, scene_.lastKeyTime);
-    double first = std::ceil(scene_.start * scene_.fps - 1e-6), last = std::ceil(scene_.end * scene_.fps - 1e-6);
-    if (!(first >= 0)) first = 0;
-    if (!(last >= first)) last = first;
-    if (last - first > double(kMaxFrames)) {
-      last = first + double(kMaxFrames);
-      Note("more than " + std::to_string(kMaxFrames) + " frames: played only that far");
-    }
-    scene_.firstFrame = int64_t(first);
-    scene_.lastFrame = int64_t(last);
+    if (!SetFrames(scene_)) Note("more than " + std::to_string(kMaxFrames) + " frames: played only that far");
   }
 
   // Fills a record's slots from its curve names and stored values.
@@ -477,7 +493,7 @@ class SceneReader {
     // The maps point into the scene's own names, which stay where they are from here on.
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       byPath.emplace(scene_.followers[i].namePath, i);
-      byLastPart.emplace(LastPathPart(scene_.followers[i].name), i);
+      byLastPart.emplace(LastPathPart(scene_.followers[i].namePath), i);
     }
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       FindAim(scene_.followers[i], doc_.followers[i], byLastPart);
@@ -485,7 +501,7 @@ class SceneReader {
     }
   }
 
-  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view".
+  // "<X>_group" in a rotate slot, with a follower whose name path is "<X>_view" or "...|<X>_view".
   void FindAim(SceneFollower& follower, const NisFollower& record,
                const std::unordered_map<std::string_view, size_t>& byLastPart) {
     const size_t suffixLength = std::char_traits<char>::length(kAimGroupSuffix);
@@ -639,6 +655,12 @@ const char* SlotUseName(SlotUse use) {
 
 SceneReading ReadScene(const NisDocument& doc) { return SceneReader(doc).Read(); }
 
+void PlayUntil(SceneReading& scene, double seconds) {
+  if (!(seconds > scene.end)) return;
+  scene.end = seconds;
+  SetFrames(scene);
+}
+
 double EvaluateCurve(const NisCurve& curve, double t) {
   const auto& keys = curve.keys;
   size_t n = keys.size();
@@ -710,7 +732,10 @@ ScenePose FollowerOwnPose(const SceneReading& scene, size_t index, double t) {
 }
 
 SceneEvaluator::SceneEvaluator(const SceneReading& scene)
-    : scene_(scene), poses_(scene.followers.size()), states_(scene.followers.size(), State::kNone) {}
+    : scene_(scene),
+      poses_(scene.followers.size()),
+      states_(scene.followers.size(), State::kNone),
+      chains_(kMaxAimDepth + 1) {}
 
 void SceneEvaluator::SetTime(double seconds) {
   time_ = seconds;
@@ -727,8 +752,11 @@ ScenePose SceneEvaluator::Unaimed(size_t index) {
 
 const ScenePose& SceneEvaluator::World(size_t index) {
   if (states_[index] != State::kNone) return poses_[index];
-  // Parents first, from the top down, without recursion: name paths may be deep.
-  std::vector<size_t> chain;
+  // Parents first, from the top down, without recursion: name paths may be deep. A rig's aim
+  // may need another chain while this one is worked: each depth has its own list, all made
+  // at the start so that none moves.
+  std::vector<size_t>& chain = chains_[aimDepth_];
+  chain.clear();
   for (size_t i = index; i != kNoIndex && states_[i] == State::kNone; i = scene_.followers[i].parent)
     chain.push_back(i);
   for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
