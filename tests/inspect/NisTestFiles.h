@@ -79,6 +79,7 @@ struct TestScene {
   std::vector<Path> paths;
   std::map<std::string, std::vector<std::pair<double, double>>> keyedCurves;  // behind `curves`: (time, value) keys
   std::array<uint32_t, 3> info = {24, 0, 3};  // fps, start, end
+  uint32_t preInfinity = 0, postInfinity = 0;  // of the two-key curves but the placeholder
 
   static TestScene Default() {
     TestScene t;
@@ -105,7 +106,7 @@ struct TestScene {
         anim.F64(key.time).F64(key.value);
         for (float f : key.floats) anim.F32(f);
       }
-      anim.U32(0).U32(0);
+      anim.U32(empty ? 0 : preInfinity).U32(empty ? 0 : postInfinity);
       for (int k = 0; k < 2 && bezier; ++k) anim.U16(KeyOf(i, k, empty, bezier).word);
     }
     for (const auto& [name, keys] : keyedCurves) {
