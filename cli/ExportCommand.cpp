@@ -240,7 +240,15 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
     return run.Refused(paths.nis, platform.refusal(), err);
   }
   for (const Diagnostic& logged : LogProblems()) run.report.Add("", logged);
+  // The plug-in's result line stands as the host shows it; the command judges by the problems:
+  // a run that logged an error has failed, whatever the result line said.
   int code = ExitCodeFor(exportPlugIn.lastOutcome());
+  if (code == kExitOk && run.report.HasError()) {
+    err << kProgram
+        << ": error: the export logged an error, so it failed; the NIS file and the script are not "
+           "written\n";
+    code = kExitFailed;
+  }
   // A failed run keeps no NIS file and no script; its log and report still tell what went wrong.
   if (code != kExitOk) staged.Discard();
   return run.Finish(staged, code, err);

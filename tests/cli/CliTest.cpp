@@ -55,6 +55,23 @@ std::string KeylessModel() {
   return WriteMs3d(file);
 }
 
+// Twenty global events that attack a guide 30 levels down: each statement holds its 1,000-byte
+// path, so the script outgrows 4 KiB while the NIS file of the one keyed bone stays small.
+std::string LongScriptModel() {
+  Ms3dFile file;
+  file.joints.push_back({"Hull", "", {}, {}, {{0, {}}}, {{0, {}}}});
+  std::string parent;
+  for (int depth = 0; depth < 30; ++depth) {
+    std::string name = "IG_" + std::to_string(depth) + std::string(28, 'g');
+    file.joints.push_back({name.substr(0, 31), parent, {}, {}, {}, {}});
+    parent = name.substr(0, 31);
+  }
+  file.hasModelComment = true;
+  file.modelComment = "OPT_FPS=24\nNum Events=20\n";
+  for (int i = 0; i < 20; ++i) file.modelComment += "Event" + std::to_string(i) + "=0|attack|" + parent + "\n";
+  return WriteMs3d(file);
+}
+
 // The files every run starts with: the example model, a text file posing as a model, an old NIS
 // file, NIS files and scripts for dump and check (sound, with a warning: a camera whose follower
 // was not exported, with an error, cut short, too short for a head, of another FORM type), and
@@ -213,6 +230,12 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        kFailure, {}, {}, smallDisk},
       {"export scene.ms3d -q -o out.nis --log run.log", 1, "", kFailure, {"run.log"}, {}, smallDisk},
       {"export huge.ms3d -q -o huge.nis", 1, "", kFailure, {}, {{"huge.ms3d", HugeSceneModel()}}},
+      {"export events.ms3d -q", 1, "", kFailure, {}, {{"events.ms3d", LongScriptModel()}}, smallDisk},
+      // A logged error fails the command: the result line stands, a line of the command's own says
+      // the export failed, and neither file is placed; the log and the report are.
+      {"export nokeys.ms3d -q --log run.log --report run.json", 1, kSuccess,
+       "reelwright: error: the export logged an error, so it failed; the NIS file and the script are not written\n",
+       {"run.log", "run.json"}, {{"nokeys.ms3d", KeylessModel()}}},
       // The report follows the output rules, and is written also for a refused run.
       {"export scene.ms3d -q -o old.nis --report run.json", 2, "", refused + "old.nis: error: exists; use --force to replace it\n",
        {"run.json"}},
@@ -274,7 +297,7 @@ TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
 TEST(Cli, ReportListsTheResultAndEveryProblem) {
   const test::ScratchDir scratch;
   test::WriteFileBytes(scratch.Path("nokeys.ms3d"), KeylessModel());
-  ASSERT_EQ(RunProgram(scratch, "export nokeys.ms3d -q --report run.json").code, 0);
+  ASSERT_EQ(RunProgram(scratch, "export nokeys.ms3d -q --report run.json").code, 1);
   EXPECT_EQ(test::ReadFileBytes(scratch.Path("run.json")),
             R"({
   "format": "reelwright-report",
@@ -283,8 +306,8 @@ TEST(Cli, ReportListsTheResultAndEveryProblem) {
   "input": "nokeys.ms3d",
   "nis": "nokeys.nis",
   "script": "nokeys.script",
-  "result": "ok",
-  "exitCode": 0,
+  "result": "failed",
+  "exitCode": 1,
   "problems": [
     {
       "code": "fps-missing",
