@@ -140,7 +140,9 @@ bool CheckWrittenFiles(const StagedFiles& staged, const OutputPaths& paths, RunR
   std::string text, error;
   if (!ReadNisFile(staged.TemporaryPathOf(paths.nis), doc, error, options) ||
       !ReadFileBytes(staged.TemporaryPathOf(paths.script), kMaxScriptFileSize, text, error)) {
-    err << kProgram << ": error: the written files cannot be read back: " << error << "\n";
+    const std::string what = "the written files cannot be read back: " + error;
+    err << kProgram << ": error: " << what << "\n";
+    report.Add(std::string(), Diagnostic(Severity::kError, -1, std::string(), what, DiagnosticCode::kNisCheck));
     return false;
   }
   bool clean = true;
