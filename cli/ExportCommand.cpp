@@ -60,15 +60,18 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
   return "";
 }
 
-// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
-// glTF key times become frames at the rate the export reads from the model comment.
-// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none).
+// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none);
+// otherFiles the files read besides the model's own (a glTF scene's buffers).
 struct ModelRead {
   ModelPtr model;
   std::vector<Diagnostic> diagnostics;
   float fileFps = 0;
+  std::vector<std::string> otherFiles = {};
   bool ok() const { return model != nullptr; }
 };
+
+// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
+// glTF key times become frames at the rate the export reads from the model comment.
 
 ModelRead ReadModelFile(const ExportArgs& args) {
   if (!IsGltfPath(args.outputs.modelPath)) {
@@ -80,7 +83,7 @@ ModelRead ReadModelFile(const ExportArgs& args) {
   // Key times become frames at the rate the scan will give the scene.
   options.framesPerSecond = [](const std::string& comment) { return ParseFrameRateOption(comment).fps; };
   GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, options);
-  return {std::move(gltf.model), std::move(gltf.diagnostics), 0};
+  return {std::move(gltf.model), std::move(gltf.diagnostics), 0, std::move(gltf.filesRead)};
 }
 
 int ExitCodeFor(ExportOutcome outcome) {
@@ -181,8 +184,7 @@ class InstalledPlatform {
 // path passes the output rules.
 class ExportRun {
  public:
-  ExportRun(const OutputRequest& request, const OutputPaths& paths)
-      : request_(request), paths_(paths), reportUsable_(CheckReportPath(request, paths)) {
+  ExportRun(const OutputRequest& request, const OutputPaths& paths) : request_(request), paths_(paths) {
     report.input = request.modelPath;
     report.nis = paths.nis;
     report.script = paths.script;
@@ -190,7 +192,7 @@ class ExportRun {
 
   // A run that wrote nothing: the report alone, if it can be written.
   int Refused(std::ostream& err) {
-    if (!reportUsable_) return kExitUsage;
+    if (!CheckReportPath(request_, paths_)) return kExitUsage;
     StagedFiles staged;
     std::string path = paths_.report, problem;
     if (!StageReport(staged, kExitUsage, problem) || !staged.Place(request_.force, path, problem))
@@ -230,7 +232,6 @@ class ExportRun {
 
   const OutputRequest& request_;
   const OutputPaths& paths_;
-  const bool reportUsable_;
 };
 
 }  // namespace
@@ -251,6 +252,7 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
   }
   if (!read.ok()) return run.Refused(err);
 
+  args.outputs.otherInputs = std::move(read.otherFiles);
   OutputRefusal refusal;
   if (!CheckOutputPaths(args.outputs, paths, refusal)) return run.Refused(refusal.path, refusal.what, err);
   NoteFrameRates(modelPath, read.fileFps, read.model.get(), run.report, err);

@@ -7,6 +7,7 @@
 
 #include "inspect/NisDocument.h"
 #include "io/ByteCursor.h"
+#include "io/FileBytes.h"
 #include "nis/NisFormat.h"
 
 namespace rw {
@@ -636,6 +637,10 @@ bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::st
 bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error, const NisReadOptions& options) {
   ByteSource source(nullptr, 0);
   if (!source.OpenFile(path, error)) return false;
+  if (source.size() > kMaxNisFileSize) {  // refused by its size, before a byte of it is read
+    error = TooLarge(kMaxNisFileSize);
+    return false;
+  }
   return ReadNisSource(source, doc, error, options);
 }
 

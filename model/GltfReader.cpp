@@ -570,6 +570,12 @@ bool NoFileExists(const std::string&, void*) { return false; }
 std::string SamePath(const std::string& path, void*) { return path; }
 bool NoFileRead(std::vector<unsigned char>*, std::string*, const std::string&, void*) { return false; }
 bool NoFileWrite(std::string*, const std::string&, const std::vector<unsigned char>&, void*) { return false; }
+// Reads a buffer file as the loader would and notes its path in *files: an export must never
+// replace a file it read.
+bool NotedFileRead(std::vector<unsigned char>* out, std::string* err, const std::string& path, void* files) {
+  static_cast<std::vector<std::string>*>(files)->push_back(path);
+  return tinygltf::ReadWholeFile(out, err, path, nullptr);
+}
 
 // How deep the arrays and objects of a JSON text nest (brackets inside strings do not count).
 size_t JsonDepth(const char* text, size_t size) {
@@ -613,7 +619,13 @@ GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool a
     return Failure("the JSON nests deeper than " + Num(kGltfMaxJsonDepth) + " levels");
   tinygltf::TinyGLTF loader;
   loader.SetImageLoader(SkipImage, nullptr);
-  if (!allowFiles) loader.SetFsCallbacks({NoFileExists, SamePath, NoFileRead, NoFileWrite, nullptr});
+  std::vector<std::string> filesRead;
+  if (allowFiles) {
+    loader.SetFsCallbacks(
+        {tinygltf::FileExists, tinygltf::ExpandFilePath, NotedFileRead, tinygltf::WriteWholeFile, &filesRead});
+  } else {
+    loader.SetFsCallbacks({NoFileExists, SamePath, NoFileRead, NoFileWrite, nullptr});
+  }
   tinygltf::Model gltf;
   std::string error, warning;
   const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -623,6 +635,7 @@ GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool a
   if (!loaded) return Failure(FirstLine(error));
 
   GltfReadResult result;
+  result.filesRead = std::move(filesRead);
   GltfMapper mapper(gltf, options, result);
   if (mapper.Map()) result.model = ModelPtr(mapper.Release());
   return result;

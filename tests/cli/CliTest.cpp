@@ -1,5 +1,5 @@
-// The reelwright program as a user runs it: arguments, exit codes, what it prints, and which
-// files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
+// The reelwright program as a user runs it (export, dump, check, preview): arguments, exit codes,
+// what it prints, and which files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
 // compared byte for byte afterwards.
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 
 #include "cli/StagedFiles.h"
 #include "examples/Ms3dWriter.h"
+#include "preview/PreviewPage.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -103,13 +104,20 @@ std::map<std::string, std::string> BaseFiles() {
           {"cut.script", "at frame 1\n\tcameraCut(\"CAM_Main\")\n"}};
 }
 
-// Every regular file and link below dir, by relative path, with its bytes (a link: "-> target").
+// A file of that many zero bytes that takes no room on the disk, as a starting file.
+const std::string kSparse = "sparse, bytes: ";
+std::string Sparse(uint64_t size) { return kSparse + std::to_string(size); }
+
+// Every regular file and link below dir, by relative path, with its bytes (a link: "-> target";
+// a file of more than 64 MiB: Sparse(its size)).
 std::map<std::string, std::string> FilesIn(const std::string& dir) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(dir)) {
     const std::string name = entry.path().lexically_relative(dir).string();
     if (entry.is_symlink()) {
       files[name] = "-> " + fs::read_symlink(entry.path()).string();
+    } else if (entry.is_regular_file() && entry.file_size() > (1u << 26)) {
+      files[name] = Sparse(entry.file_size());
     } else if (entry.is_regular_file()) {
       files[name] = test::ReadFileBytes(entry.path().string());
     }
@@ -122,6 +130,9 @@ Outcome RunProgram(const test::ScratchDir& scratch, const std::string& args, con
   return test::Run(scratch.dir(), "bash -c \"" + prefix + " exec '" RW_REELWRIGHT "' " + args + "\"");
 }
 
+// A glTF scene whose buffer is the file ext.bin beside it.
+const std::string kExternalGltf = R"({"asset": {"version": "2.0"}, "scene": 0, "scenes": [{"nodes": [0]}],
+    "nodes": [{"name": "Ship"}], "buffers": [{"byteLength": 4, "uri": "ext.bin"}]})";
 const std::string kSuccess = "Successfully Exported NIS!\n";
 const std::string kFailure = "Error while exporting NIS...\nWritten file may not be usable...\n";
 const std::string kSeeHelp = "reelwright: see 'reelwright --help'\n";
@@ -149,9 +160,8 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   const std::string fits = kLongFolder + "/" + std::string(50, 'a');  // 255 characters with ".nis"
   const std::string over = kLongFolder + "/" + std::string(51, 'b');  // 256 once ".nis" is added
   const std::string refused = "reelwright: ";
-  // Writes fail past 4 KiB (the signal that would end the program is ignored, as a shell's
-  // background jobs do): the example's 5,639-byte NIS file cannot be written.
-  const std::string smallDisk = "trap '' XFSZ; ulimit -f 4;";
+  // Writes fail past 4 KiB: the example's 5,639-byte NIS file cannot be written.
+  const std::string smallDisk = "ulimit -f 4;";
   const CliCase cases[] = {
       {"--version", 0, "Reelwright v0.9.0.0b\nreelwright 0.9.0\n", "", {}},
       {"--help", 0, kUsage, "", {}},
@@ -217,6 +227,11 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export scene.ms3d -q -o out.script", 2, "", refused + "out.script: error: would be both the NIS file and the script\n", {}},
       {"export scene.script -q", 2, "", refused + "scene.script: error: is the model file; the script cannot replace it\n", {},
        {{"scene.script", kExample}}},
+      // --force replaces files and links only, and never a file the model is read from.
+      {"export scene.ms3d -q -f -o out.nis --log fifo", 2, "", refused + "fifo: error: " + kNeverReplaced + "\n", {}, {},
+       "mkfifo fifo;"},
+      {"export ext.gltf -q -f -o ext.bin", 2, "", refused + "ext.bin: error: is a file the model is read from; the NIS file "
+       "cannot replace it\n", {}, {{"ext.gltf", kExternalGltf}, {"ext.bin", "abcd"}}},
       {"export link.ms3d -q -f -o scene.ms3d", 2, "", refused + "scene.ms3d: error: is the model file; the NIS file cannot replace it\n",
        {}, {{"link.ms3d", "-> scene.ms3d"}}},
       // dump and check: 0 clean (check: or warnings only), 1 faults or errors, 2 unreadable or bad arguments.
@@ -234,10 +249,29 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump aiff.nis --json", 2, "", "reelwright: aiff.nis: offset 8: form type 'AIFF' is not 'NIS '\n", {}},
       {"dump .", 2, "", "reelwright: .: is a folder, not a file\n", {}},
       {"dump /dev/zero", 2, "", "reelwright: /dev/zero: is not a plain file\n", {}},
+      // Files past a reader's limit are refused by their size, before they are read.
+      {"dump big.nis", 2, "", "reelwright: big.nis: is larger than 4294967295 bytes, more than such a file can hold\n", {},
+       {{"big.nis", Sparse(4294967296)}}},
+      {"check good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
+       {}, {{"big.script", Sparse(1073741825)}}},
+      {"preview good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
+       {}, {{"big.script", Sparse(1073741825)}}},
       {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
+      // preview: the page beside the NIS file, with the script beside it when there is one.
+      {"preview", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + kSeeHelp, {}},
+      {"preview a.nis b.script c.nis", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + kSeeHelp, {}},
+      {"preview missing.nis", 2, "", "reelwright: missing.nis: cannot open the file (No such file or directory)\n", {}},
+      {"preview good.nis gone.script -o x.html", 2, "", "reelwright: gone.script: cannot open the file (No such file or directory)\n", {}},
+      {"preview good.nis", 2, "", refused + "good.html: error: exists; use --force to replace it\n", {}, {{"good.html", "keep"}}},
+      {"preview good.nis -o sub.d", 2, "", refused + "sub.d: error: is a folder\n", {}},
+      {"preview good.nis cut.script -f -o cut.script", 2, "", refused + "cut.script: error: is the script; the page cannot replace it\n", {}},
+      {"preview good.nis -f", 0, "preview written to good.html (script good.script)\n", "", {}, {{"good.html", "keep"}, {"good.script", "at 0\n"}}, "", {"good.html"}},
+      {"preview good.nis --force -o b.html", 0, "preview written to b.html (no script)\n", "", {"b.html"}},
+      {"preview cut.nis", 1, "preview written to cut.html (script cut.script)\n", "reelwright: cut.nis: 7 structural faults, listed in the preview\n", {"cut.html"}},
+      {"preview good.nis", 1, "", "reelwright: good.html: error: cannot be written (File too large)\n", {}, {}, "ulimit -f 100;"},
       // A failed write is an error, and a failed run leaves the old files as they were.
       {"export scene.ms3d -f -o old.nis", 1, "...ERROR: Writing the NIS file \"old.nis\" failed: cannot write to the file (File too large)\n",
        kFailure, {}, {}, smallDisk},
@@ -266,12 +300,16 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   };
   for (const CliCase& c : cases) {
     SCOPED_TRACE("reelwright " + c.args);
+    if (c.args.rfind("preview", 0) == 0 && !PreviewLibraryPresent()) continue;  // built without three.js
     const test::ScratchDir scratch;
     std::map<std::string, std::string> before = BaseFiles();
     before.insert(c.extraFiles.begin(), c.extraFiles.end());
     for (const auto& [name, bytes] : before) {
       if (bytes.rfind("-> ", 0) == 0) {
         fs::create_symlink(bytes.substr(3), scratch.Path(name));
+      } else if (bytes.rfind(kSparse, 0) == 0) {
+        test::WriteFileBytes(scratch.Path(name), "");
+        fs::resize_file(scratch.Path(name), std::stoull(bytes.substr(kSparse.size())));
       } else {
         test::WriteFileBytes(scratch.Path(name), bytes);
       }
@@ -289,27 +327,38 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
     }
     for (const std::string& name : c.written) EXPECT_TRUE(after.count(name)) << name << " not written";
     EXPECT_EQ(after.size(), before.size() + c.written.size()) << "unexpected or temporary files left";
-    if (!c.written.empty() && c.written[0].find(".nis") != std::string::npos) {
-      EXPECT_EQ(after[c.written[0]].substr(0, 4), "FORM");
+    for (const std::string& name : c.written) {
+      if (name.find(".nis") != std::string::npos) {
+        EXPECT_EQ(after[name].substr(0, 4), "FORM") << name;
+      } else if (name.find(".html") != std::string::npos) {
+        EXPECT_EQ(after[name].rfind("<!DOCTYPE html>", 0), 0u) << name;
+        EXPECT_EQ(after[name].find("@@"), std::string::npos) << name << ": a slot left unfilled";
+      }
     }
   }
 }
 
-// What the console shows is the log as it grows, with plain line ends; --log keeps CR LF.
+// What the console shows is the log as it grows, with plain line ends and the control bytes of
+// names escaped; --log keeps CR LF and the exact bytes.
 TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
+  const std::string raw = "Ship\x1B]0;x\x07\x1B[2J\x9B", shown = "Ship\\x1B]0;x\\x07\\x1B[2J\\x9B";
+  Ms3dFile file;
+  file.joints.push_back({raw, "", {}, {}, {{0, {}}}, {{0, {}}}});
   const test::ScratchDir scratch;
-  test::WriteFileBytes(scratch.Path("scene.ms3d"), kExample);
+  test::WriteFileBytes(scratch.Path("scene.ms3d"), WriteMs3d(file));
   const Outcome outcome = RunProgram(scratch, "export scene.ms3d -o out.nis --log run.log");
   ASSERT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_EQ(outcome.err, "");
   const std::string log = test::ReadFileBytes(scratch.Path("run.log"));
   EXPECT_EQ(log.rfind("======================== NIS Export ========================\r\n"
                       "Reelwright v0.9.0.0b\r\nExporting NIS to \"out.nis\"...\r\n", 0), 0u) << log;
+  EXPECT_NE(log.find("Got bone \"" + raw + "\".\r\n"), std::string::npos) << log;
   std::string plain;
   for (size_t i = 0; i < log.size(); ++i) {
     if (log[i] == '\n') { ASSERT_TRUE(i > 0 && log[i - 1] == '\r') << "LF without CR at byte " << i; }
     if (!(log[i] == '\r' && i + 1 < log.size() && log[i + 1] == '\n')) plain += log[i];
   }
+  for (size_t at; (at = plain.find(raw)) != std::string::npos;) plain.replace(at, raw.size(), shown);
   EXPECT_EQ(outcome.out, plain + kSuccess);
 }
 
@@ -364,6 +413,47 @@ TEST(Cli, ReportListsTheResultAndEveryProblem) {
       "text": "exists; use --force to replace it"
     }
   ])"), std::string::npos) << refused;
+}
+
+// A run held at a point it has reached, and what happens to it meanwhile. The script stops
+// reading the run's stdout at the first line starting with `waitFor`, runs `meanwhile`, reads
+// on, and prints the exit status, stderr, the files left and the first bytes of the NIS file
+// and the script. The log holds a run still: once the NIS file is open ("Got bone"), the rest
+// of the log is far more than a pipe holds. A stopped run (a signal, or a closed pipe) removes
+// its temporary files and ends by its signal; a forced run that cannot place its last file puts back the files it replaced;
+// a run waits for the lock of its place before it places its files.
+TEST(Cli, RunsStoppedOrThwartedWhileTheyRun) {
+  Ms3dFile file;
+  for (int i = 0; i < 6000; ++i) file.joints.push_back({"Bone" + std::to_string(i), "", {}, {}, {{0, {}}}, {{0, {}}}});
+  const std::string model = WriteMs3d(file), left = "many.ms3d\nmany.nis\nmany.script\nstop.sh\nold \nold";
+  const std::string lock = "exec 9>>'" + PlacingLockPath("many.nis") + "'; flock 9";
+  const struct {
+    std::string before, args, waitFor, meanwhile, out;
+  } cases[] = {
+      {"", "export many.ms3d -f --log many.log", "Got bone", "kill -INT $!", "130\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "kill -TERM $!", "143\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "kill -HUP $!", "129\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "exec 3<&-", "141\n" + left},  // the log's reader is gone
+      {"", "export many.ms3d -f --log many.log", "Got bone", "mkdir many.log",
+       "2\nreelwright: many.log: error: " + std::string(kNeverReplaced) + "\nmany.log\n" + left},
+      {lock, "export many.ms3d -q -f", "Successfully", "head -c 4 many.nis; exec 9>&-",
+       "old 0\nmany.ms3d\nmany.nis\nmany.script\nstop.sh\nFORM\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.before + "; " + c.args + "; " + c.meanwhile);
+    const test::ScratchDir scratch;
+    test::WriteFileBytes(scratch.Path("many.ms3d"), model);
+    test::WriteFileBytes(scratch.Path("many.nis"), "old NIS");
+    test::WriteFileBytes(scratch.Path("many.script"), "old script");
+    test::WriteFileBytes(scratch.Path("stop.sh"), "set -m; mkfifo log\n" + c.before + "\n'" RW_REELWRIGHT "' " + c.args +
+                                                      " >log 2>err 9>&- &\n" +
+                                                      "exec 3<log\nwhile IFS= read -r line <&3 && [[ $line != '" +
+                                                      c.waitFor + "'* ]]; do :; done\n" + c.meanwhile +
+                                                      "\ncat <&3 >/dev/null\nwait $!\necho $?\ncat err\nrm log err\n"
+                                                      "ls -A\nhead -c 4 many.nis; echo; head -c 3 many.script\n");
+    const Outcome outcome = test::Run(scratch.dir(), "bash stop.sh");
+    EXPECT_EQ(outcome.out, c.out) << outcome.err;
+  }
 }
 
 // Two exports racing to one output: a file that appears after the checks is never replaced
