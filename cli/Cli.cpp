@@ -39,9 +39,9 @@ constexpr const char* kHelp =
     "preview writes one HTML page (default: FILE.html) that plays the scene in a browser;\n"
     "        the script defaults to FILE.script beside the NIS when it exists.\n"
     "\n"
-    "Exit codes: 0 done; 1 the export reported an error, dump found structural faults or\n"
-    "check found an error; 2 bad arguments, unreadable input or refused output path\n"
-    "(nothing written).\n";
+    "Exit codes: 0 done; 1 the export logged an error or its check of the written files\n"
+    "found one, dump found structural faults or check found an error; 2 bad arguments,\n"
+    "unreadable input or refused output path (nothing written but the report).\n";
 
 }  // namespace
 
