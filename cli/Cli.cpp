@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kHelp =
     "Usage:\n"
     "  reelwright export MODEL.ms3d|SCENE.gltf|SCENE.glb [-o OUT] [--animation NAME]\n"
-    "                    [--log FILE] [-f|--force] [-q|--quiet]\n"
+    "                    [--log FILE] [--report FILE.json] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
     "  reelwright dump FILE.nis --frames [NAME...]\n"
     "  reelwright check FILE.nis [FILE.script] [--strict]\n"
@@ -33,6 +33,7 @@ constexpr const char* kHelp =
     "  -o, --output OUT  the NIS file; a name without extension gets \".nis\"\n"
     "  --animation NAME  the glTF animation to export (default: the first)\n"
     "  --log FILE        also write the whole log, with CR LF line ends, to FILE\n"
+    "  --report FILE     also write the run's result and problems as JSON to FILE\n"
     "  -f, --force       replace an existing output file\n"
     "  -q, --quiet       do not print the log\n"
     "dump    shows the chunks of a NIS file; --json as JSON, with the scene it reads;\n"
@@ -50,9 +51,10 @@ constexpr const char* kHelp =
     "  --imported        B is an export of A's import: followers go by their new names\n"
     "  --map OLD=NEW     the follower OLD of A is NEW in B (may be repeated)\n"
     "\n"
-    "Exit codes: 0 done; 1 the export reported an error, dump found structural faults,\n"
-    "check found an error or compare a difference; 2 bad arguments, unreadable input or\n"
-    "refused output path (nothing written).\n";
+    "Exit codes: 0 done; 1 the export logged an error or its check of the written files\n"
+    "found one, dump found structural faults, check found an error or compare a\n"
+    "difference; 2 bad arguments, unreadable input or refused output path (nothing\n"
+    "written but the report).\n";
 
 }  // namespace
 

@@ -88,6 +88,7 @@ OutputPaths ChooseOutputPaths(const OutputRequest& request) {
   }
   paths.script = ScriptPathFor(paths.nis);
   paths.log = request.logPath;
+  paths.report = request.reportPath;
   return paths;
 }
 
@@ -117,8 +118,21 @@ bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, Ou
   std::vector<NamedFile> inputs = {{request.modelPath, "the model file"}};
   for (const std::string& path : request.otherInputs) inputs.push_back({path, "a file the model is read from"});
   return CheckOutputFiles(inputs,
-                          {{paths.nis, "the NIS file"}, {paths.script, "the script"}, {paths.log, "the log file"}},
+                          {{paths.nis, "the NIS file"},
+                           {paths.script, "the script"},
+                           {paths.log, "the log file"},
+                           {paths.report, "the report"}},
                           request.force, refusal);
+}
+
+bool CheckReportPath(const OutputRequest& request, const OutputPaths& paths) {
+  std::vector<NamedFile> others = {{request.modelPath, "the model file"},
+                                   {paths.nis, "the NIS file"},
+                                   {paths.script, "the script"},
+                                   {paths.log, "the log file"}};
+  for (const std::string& path : request.otherInputs) others.push_back({path, "a file the model is read from"});
+  OutputRefusal refusal;
+  return !paths.report.empty() && CheckOutputFiles(others, {{paths.report, "the report"}}, request.force, refusal);
 }
 
 }  // namespace rw

@@ -11,11 +11,11 @@ namespace {
 
 constexpr uint64_t kFirstReadSize = 65536;  // when the size cannot be known up front
 
+}  // namespace
+
 std::string TooLarge(uint64_t maxBytes) {
   return "is larger than " + std::to_string(maxBytes) + " bytes, more than such a file can hold";
 }
-
-}  // namespace
 
 bool CheckPlainFile(const std::string& path, std::string& error) {
   namespace fs = std::filesystem;

@@ -11,6 +11,9 @@ namespace rw {
 // that does not exist passes, for the open to report. Otherwise false with a one-line error.
 bool CheckPlainFile(const std::string& path, std::string& error);
 
+// The one-line error for a file larger than maxBytes, as ReadFileBytes gives it.
+std::string TooLarge(uint64_t maxBytes);
+
 // Reads the regular file at path into bytes. False, with a one-line error (without the path)
 // in `error`, when it is a folder or not a regular file (a device or a pipe could be endless),
 // cannot be opened or read, or holds more than maxBytes.

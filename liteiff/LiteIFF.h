@@ -83,6 +83,8 @@ class LiteIFF {
   bool WriteJoinedString(const std::string& prefix, const char* suffix);
 
   int32_t depth() const { return depth_; }
+  // Bytes written so far, heads included, whether still in the buffer or not.
+  uint64_t position() const { return Position(); }
   // False once anything failed; error() then holds the first failure, with the system's text.
   bool ok() const { return error_.empty(); }
   const std::string& error() const { return error_; }

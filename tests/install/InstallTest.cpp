@@ -88,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         CompletionCase{"CommandFromItsStart", "reelwright ex", "export\n"},
         CompletionCase{"EveryCommand", "reelwright ''", "--help\n--version\ncheck\ncompare\ndump\nexport\nimport\npreview\n"},
-        CompletionCase{"ExportOptions", "reelwright export a.ms3d -", "--animation\n--force\n--log\n--output\n--quiet\n-f\n-o\n-q\n"},
+        CompletionCase{"ExportOptions", "reelwright export a.ms3d -", "--animation\n--force\n--log\n--output\n--quiet\n--report\n-f\n-o\n-q\n"},
         CompletionCase{"ExportTakesModelsInAnyCase", "reelwright export ''", "B.GLB\na.ms3d\nc.gltf\nshots\n"},
         CompletionCase{"ExportOutputIsNis", "reelwright export a.ms3d -o ''", "fleet.nis\nshots\ntwo words.nis\n"},
         CompletionCase{"LogTakesAnyFile", "reelwright export --log f", "fleet.nis\nfleet.script\n"},

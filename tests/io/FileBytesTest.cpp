@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <set>
 #include <string>
 
+#include "io/Diagnostic.h"
 #include "io/FileBytes.h"
 #include "tests/support/TestSupport.h"
 
@@ -52,6 +54,16 @@ INSTANTIATE_TEST_SUITE_P(
                       ReadCase{"Missing", kNoFile, 10, "cannot open the file (No such file or directory)"},
                       ReadCase{"Folder", kFolder, 10, "is a folder, not a file"}),
     [](const ::testing::TestParamInfo<ReadCase>& p) { return std::string(p.param.name); });
+
+// Programs read the report's codes by name: each code has a name of its own, in kebab case.
+TEST(DiagnosticCode, EveryCodeHasItsOwnKebabCaseName) {
+  std::set<std::string> names;
+  for (int code = 0; code <= static_cast<int>(DiagnosticCode::kScriptCheck); ++code) {
+    const std::string name = DiagnosticCodeName(static_cast<DiagnosticCode>(code));
+    EXPECT_TRUE(names.insert(name).second) << name << " names two codes";
+    EXPECT_EQ(name.find_first_not_of("abcdefghijklmnopqrstuvwxyz-"), std::string::npos) << name;
+  }
+}
 
 }  // namespace
 }  // namespace rw
