@@ -15,6 +15,7 @@
 #include "cli/PreviewCommand.h"
 #include "cli/StagedFiles.h"
 #include "export/PlugIn.h"
+#include "host/HostBuffers.h"
 #include "log/ExportLog.h"
 #include "model/GltfReader.h"
 #include "model/Ms3dReader.h"
@@ -163,6 +164,26 @@ void NoteFrameRates(const std::string& modelPath, float fileFps, msModel* model,
   ReportFileError(err, modelPath, what.str());
 }
 
+// An .ms3d text longer than the modeller hands the plug-in is cut as the modeller cuts it; the
+// artist hears which, before the log starts.
+void NoteCutTexts(const std::string& modelPath, msModel* model, std::ostream& err) {
+  const auto note = [&](const std::string& what, size_t length, size_t most) {
+    if (length > most)
+      ReportFileError(err, modelPath,
+                      "warning: " + what + " has " + std::to_string(length) +
+                          " bytes; the modeller hands over the first " + std::to_string(most));
+  };
+  note("the model comment", static_cast<size_t>(msModel_GetComment(model, nullptr, 0)), kHostCommentMax);
+  for (int i = 0; i < msModel_GetBoneCount(model); ++i) {
+    msBone* bone = msModel_GetBoneAt(model, i);
+    char name[kMs3dNameSize + 1] = "";  // a file's name fills 32 bytes at most
+    msBone_GetName(bone, name, sizeof name);
+    const std::string joint = "joint " + std::to_string(i) + " " + QuoteText(name);
+    note(joint + ": its name", std::strlen(name), kHostNameMax);
+    note(joint + ": its comment", static_cast<size_t>(msBone_GetComment(bone, nullptr, 0)), kHostCommentMax);
+  }
+}
+
 // Installs the console platform for one run and takes the log down before the platform goes
 // (the log's window refers to it).
 class InstalledPlatform {
@@ -196,6 +217,7 @@ int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ost
     return kExitUsage;
   }
   NoteFrameRates(modelPath, read.fileFps, read.model.get(), err);
+  NoteCutTexts(modelPath, read.model.get(), err);
 
   StagedFiles staged;
   ConsolePlatform platform({paths.nis, args.quiet}, staged, out, err);

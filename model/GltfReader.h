@@ -7,6 +7,8 @@
 // Rotations become Euler angles in radians applied X, then Y, then Z about the parent's axes
 // (the matrix Rz * Ry * Rx on column vectors), the angles the exporter's curves carry.
 // Extras become comments: "comment" as written, every other string or number as "Key=Value".
+// What the modeller could not hold is refused, never cut: a name past 31 bytes, a comment past
+// 1023, a Key=Value line broken in two (it would set an option of its own).
 #ifndef REELWRIGHT_MODEL_GLTFREADER_H
 #define REELWRIGHT_MODEL_GLTFREADER_H
 

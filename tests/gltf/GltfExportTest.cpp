@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 #include "examples/Ms3dWriter.h"
 #include "inspect/NisDocument.h"
@@ -96,16 +97,48 @@ TEST(GltfExport, SceneAndEquivalentMs3dGiveTheSameNisAndScript) {
   }
 }
 
+// One keyed node (its JSON as given) under extras for the scene and the asset, as a .glb.
+std::string ShipGlb(json node, json sceneExtras = nullptr, json assetExtras = nullptr) {
+  GltfBuilder g;
+  if (!sceneExtras.is_null()) g.doc["scenes"][0]["extras"] = sceneExtras;
+  if (!assetExtras.is_null()) g.doc["asset"]["extras"] = assetExtras;
+  g.Channel(g.Node(std::move(node)), "translation", {1, 2}, {0, 0, 0, 1, 0, 0});
+  return g.Glb();
+}
+
 // What a user sees for each glTF command line: exit code, stderr (exact, or "..." and its start),
 // and the files it leaves besides the inputs.
 TEST(GltfExport, CommandLinesOnGltfScenes) {
   const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
+  const std::string name31(31, 'N'), text1023(1023, 'c'), cyrillic32 = "\xD0\x9A\xD0\xBE\xD1\x80" + std::string(26, 'a');
+  const std::string limits = "; the modeller's ";
   const struct {
     std::string args;
     int code;
     std::string err;
     std::vector<std::string> written;
+    std::map<std::string, std::string> files = {};  // more inputs
   } cases[] = {
+      // The modeller's buffers: names of 31 bytes and comments of 1023 pass whole, longer are refused.
+      {"export x.glb -q -o shot", 0, "", {"shot.nis", "shot.script"},
+       {{"x.glb", ShipGlb({{"name", name31}, {"extras", {{"comment", text1023}}}}, {{"comment", text1023}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"" + name31 + "N\": its name is 32 bytes long" +
+       limits + "names hold at most 31\n", {}, {{"x.glb", ShipGlb({{"name", name31 + "N"}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"\\xD0\\x9A\\xD0\\xBE\\xD1\\x80" +
+       std::string(26, 'a') + "\": its name is 32 bytes long" + limits + "names hold at most 31\n", {},
+       {{"x.glb", ShipGlb({{"name", cyrillic32}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"Ship\": its properties make a comment of 1024 "
+       "bytes" + limits + "comments hold at most 1023\n", {},
+       {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"comment", text1023 + "c"}}}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: scene 0: its properties and the asset's make a model "
+       "comment of 1025 bytes" + limits + "comments hold at most 1023\n", {},
+       {{"x.glb", ShipGlb({{"name", "Ship"}}, {{"comment", text1023.substr(9)}}, {{"comment", "OPT_FPS=24"}})}}},
+      // A Key=Value line with a line break would set options of its own; free text may span lines.
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"Ship\": property \"Note\" holds a line break "
+       "in its value; only \"comment\" may span lines\n", {},
+       {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"Note", "x\nSob Type=Mothership"}}}})}}},
+      {"export x.glb -q -o shot", 0, "", {"shot.nis", "shot.script"},
+       {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"comment", "two\r\nlines"}}}})}}},
       {"export scene.glb -q -o shot", 0, "", {"shot.nis", "shot.script"}},
       {"export scene.glb --animation Walk -o shot", 2,
        "reelwright: scene.glb: error: no animation is named \"Walk\" (the file has \"Take\")\n", {}},
@@ -125,7 +158,8 @@ TEST(GltfExport, CommandLinesOnGltfScenes) {
     external.doc["buffers"] = {{{"byteLength", 8}, {"uri", "missing.bin"}}};
     test::WriteFileBytes(scratch.Path("ext.gltf"), external.Gltf());
     test::WriteFileBytes(scratch.Path("bad.GLTF"), "{\"asset\": ");
-    const size_t inputs = 4;
+    for (const auto& [name, bytes] : c.files) test::WriteFileBytes(scratch.Path(name), bytes);
+    const size_t inputs = 4 + c.files.size();
 
     const Outcome run = Reelwright(scratch.dir(), c.args);
     EXPECT_EQ(run.code, c.code);
