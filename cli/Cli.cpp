@@ -14,6 +14,7 @@
 #include "cli/OutputPlan.h"
 #include "cli/PreviewCommand.h"
 #include "cli/StagedFiles.h"
+#include "export/GltfExportOptions.h"
 #include "export/PlugIn.h"
 #include "host/HostBuffers.h"
 #include "log/ExportLog.h"
@@ -115,11 +116,7 @@ ModelRead ReadModelFile(const ExportArgs& args) {
     Ms3dReadResult ms3d = ReadMs3dFile(args.outputs.modelPath);
     return {std::move(ms3d.model), std::move(ms3d.diagnostics), ms3d.fileFps};
   }
-  GltfReadOptions options;
-  options.animation = args.animation;
-  // Key times become frames at the rate the scan will give the scene.
-  options.framesPerSecond = [](const std::string& comment) { return ParseFrameRateOption(comment).fps; };
-  GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, options);
+  GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, GltfExportOptions(args.animation));
   return {std::move(gltf.model), std::move(gltf.diagnostics), 0};
 }
 

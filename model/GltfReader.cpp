@@ -512,8 +512,11 @@ bool GltfMapper::AddNode(int index) {
   if (!RestPose(index, rest, restEuler)) return false;
   const int parent = parent_[static_cast<size_t>(index)];
   const std::string parentName = parent < 0 ? "" : names_[static_cast<size_t>(parent)];
-  msBone* bone = AddBone(model_, names_[static_cast<size_t>(index)], parentName, ToFloats(rest.x, rest.y, rest.z),
-                         ToFloats(restEuler[0], restEuler[1], restEuler[2]));
+  const std::string& name = names_[static_cast<size_t>(index)];
+  // Keys are offsets from the bind pose, so taking the turn off the bind pose takes it off every key.
+  const double turnY = options_.exportTurnY ? options_.exportTurnY(name) : 0;
+  msBone* bone = AddBone(model_, name, parentName, ToFloats(rest.x, rest.y, rest.z),
+                         ToFloats(restEuler[0], restEuler[1] - turnY, restEuler[2]));
   SetBoneComment(bone, comments_[static_cast<size_t>(index)]);
 
   const auto found = channels_.find(index);

@@ -36,6 +36,10 @@ struct GltfReadOptions {
   // The frame rate the export will use, from the model comment the reader composed; key times
   // in seconds become frames at this rate. Unset: kGltfDefaultFps.
   std::function<int32_t(const std::string& modelComment)> framesPerSecond;
+  // The turn about Y, in radians, that the export adds to the rotation of a bone of this name (a
+  // camera's half turn). The reader takes it off the bind pose, so that once the export adds it the
+  // bone turns as its node does: a camera looks where the glTF camera looks. Unset: no turn.
+  std::function<double(const std::string& boneName)> exportTurnY;
 };
 
 struct GltfReadResult {
