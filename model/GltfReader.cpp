@@ -179,7 +179,10 @@ struct FloatSpan {
   uint64_t count = 0;
   uint64_t stride = 0;
   int width = 1;
-  std::string place;
+  // Where it is read, for a message: the animation channel and which part of it, the accessor.
+  size_t channel = 0;
+  const char* part = "";
+  int accessor = -1;
 
   float At(uint64_t i, size_t k) const {
     float value;
@@ -196,7 +199,8 @@ struct SamplerSpans {
 };
 
 struct PlannedChannel {
-  std::string place;  // empty: the node has no such channel
+  bool present = false;
+  size_t channel = 0;  // the animation's channel that reads it
   SamplerSpans spans;
 };
 struct PlannedNode {
@@ -235,15 +239,22 @@ class GltfMapper {
   bool CollectSceneNodes();
   bool Comment(const tinygltf::Value& extras, const std::string& place, std::string& comment);
   bool ChooseAnimation();
-  bool CheckFloats(int accessorIndex, int type, uint64_t expectedCount, const std::string& place, FloatSpan& span);
+  // Places are put into words only for a message: a long name repeated for every channel or
+  // child would cost time with the square of the input.
+  std::string ChannelPlace(size_t channel) const {
+    return "animation " + QuoteText(animation_->name) + " channel " + Num(channel);
+  }
+  std::string SpanPlace(const FloatSpan& span) const {
+    return ChannelPlace(span.channel) + " " + span.part + ", accessor " + std::to_string(span.accessor);
+  }
+  bool CheckFloats(int accessorIndex, int type, uint64_t expectedCount, FloatSpan& span);
   bool CopyFloats(const FloatSpan& span, std::vector<double>& out);
-  bool CheckSampler(const tinygltf::AnimationSampler& sampler, int width, const std::string& place,
-                    SamplerSpans& spans);
+  bool CheckSampler(const tinygltf::AnimationSampler& sampler, int width, size_t channel, SamplerSpans& spans);
   bool ScaleChanges(const SamplerSpans& spans);
   bool CheckChannels();
   bool FitsTheFile();
   bool ReadChannels();
-  bool ReadCurve(const SamplerSpans& spans, const std::string& place, Curve& curve);
+  bool ReadCurve(const SamplerSpans& spans, size_t channel, Curve& curve);
   bool RestPose(int index, Vec3d& position, double euler[3]);
   bool AddNode(int index);
 
@@ -283,11 +294,11 @@ bool GltfMapper::CollectSceneNodes() {
   while (!stack.empty()) {
     const auto [node, parent] = stack.back();
     stack.pop_back();
-    const std::string place = parent < 0 ? "scene " + Num(sceneIndex) : NodePlace(parent);
+    const auto place = [&] { return parent < 0 ? "scene " + Num(sceneIndex) : NodePlace(parent); };
     if (node < 0 || static_cast<size_t>(node) >= nodeCount)
-      return Fail(place, "names node " + std::to_string(node) + ", but the file has " + Num(nodeCount) + " nodes");
+      return Fail(place(), "names node " + std::to_string(node) + ", but the file has " + Num(nodeCount) + " nodes");
     if (seen[static_cast<size_t>(node)])
-      return Fail(place, "names " + NodePlace(node) + " a second time; a node has one place in the scene");
+      return Fail(place(), "names " + NodePlace(node) + " a second time; a node has one place in the scene");
     seen[static_cast<size_t>(node)] = true;
     parent_[static_cast<size_t>(node)] = parent;
     order_.push_back(node);
@@ -374,43 +385,43 @@ bool GltfMapper::ChooseAnimation() {
   return true;
 }
 
-bool GltfMapper::CheckFloats(int accessorIndex, int type, uint64_t expectedCount, const std::string& place,
-                             FloatSpan& span) {
+bool GltfMapper::CheckFloats(int accessorIndex, int type, uint64_t expectedCount, FloatSpan& span) {
+  span.accessor = accessorIndex;
   if (accessorIndex < 0 || static_cast<size_t>(accessorIndex) >= gltf_.accessors.size())
-    return Fail(place, "names accessor " + std::to_string(accessorIndex) + ", but the file has " +
-                           Num(gltf_.accessors.size()) + " accessors");
+    return Fail(ChannelPlace(span.channel) + " " + span.part, "names accessor " + std::to_string(accessorIndex) +
+                                                                  ", but the file has " + Num(gltf_.accessors.size()) +
+                                                                  " accessors");
   const tinygltf::Accessor& accessor = gltf_.accessors[static_cast<size_t>(accessorIndex)];
-  const std::string where = place + ", accessor " + std::to_string(accessorIndex);
+  const auto where = [&] { return SpanPlace(span); };
   const int width = type == TINYGLTF_TYPE_SCALAR ? 1 : type == TINYGLTF_TYPE_VEC3 ? 3 : 4;
   if (accessor.type != type)
-    return Fail(where,
+    return Fail(where(),
                 "holds the wrong kind of value (" + Num(static_cast<uint64_t>(width)) + " numbers each are needed)");
   if (accessor.componentType != TINYGLTF_COMPONENT_TYPE_FLOAT)
-    return Fail(where, "is not of 32-bit floats (only those are read)");
-  if (accessor.sparse.isSparse) return Fail(where, "is sparse (not read)");
+    return Fail(where(), "is not of 32-bit floats (only those are read)");
+  if (accessor.sparse.isSparse) return Fail(where(), "is sparse (not read)");
   if (expectedCount != 0 && accessor.count != expectedCount)
-    return Fail(where, "has " + Num(accessor.count) + " values, " + Num(expectedCount) + " are needed");
-  if (accessor.count == 0) return Fail(where, "is empty");
+    return Fail(where(), "has " + Num(accessor.count) + " values, " + Num(expectedCount) + " are needed");
+  if (accessor.count == 0) return Fail(where(), "is empty");
   if (accessor.bufferView < 0 || static_cast<size_t>(accessor.bufferView) >= gltf_.bufferViews.size())
-    return Fail(where, "has no buffer view");
+    return Fail(where(), "has no buffer view");
   const tinygltf::BufferView& view = gltf_.bufferViews[static_cast<size_t>(accessor.bufferView)];
   if (view.buffer < 0 || static_cast<size_t>(view.buffer) >= gltf_.buffers.size())
-    return Fail(where, "has a buffer view without a buffer");
+    return Fail(where(), "has a buffer view without a buffer");
   const uint64_t bufferSize = gltf_.buffers[static_cast<size_t>(view.buffer)].data.size();
   const uint64_t elementSize = uint64_t{4} * static_cast<uint64_t>(width);
   const uint64_t stride = view.byteStride != 0 ? view.byteStride : elementSize;
   const uint64_t count = accessor.count;
   // Every product below stays far from overflow: each factor is checked against the buffer first.
   if (view.byteOffset > bufferSize || view.byteLength > bufferSize - view.byteOffset)
-    return Fail(where, "has a buffer view past the end of its buffer (" + Num(bufferSize) + " bytes)");
+    return Fail(where(), "has a buffer view past the end of its buffer (" + Num(bufferSize) + " bytes)");
   if (stride < elementSize || accessor.byteOffset > view.byteLength || count - 1 > view.byteLength / stride ||
       (count - 1) * stride + elementSize > view.byteLength - accessor.byteOffset)
-    return Fail(where, "reaches past the end of its buffer view (" + Num(view.byteLength) + " bytes)");
+    return Fail(where(), "reaches past the end of its buffer view (" + Num(view.byteLength) + " bytes)");
   span.base = gltf_.buffers[static_cast<size_t>(view.buffer)].data.data() + view.byteOffset + accessor.byteOffset;
   span.count = count;
   span.stride = stride;
   span.width = width;
-  span.place = where;
   return true;
 }
 
@@ -420,14 +431,14 @@ bool GltfMapper::CopyFloats(const FloatSpan& span, std::vector<double>& out) {
   for (uint64_t i = 0; i < span.count; ++i) {
     for (size_t k = 0; k < width; ++k) {
       const float value = span.At(i, k);
-      if (!std::isfinite(value)) return Fail(span.place, "value " + Num(i) + " is not a finite number");
+      if (!std::isfinite(value)) return Fail(SpanPlace(span), "value " + Num(i) + " is not a finite number");
       out[static_cast<size_t>(i) * width + k] = value;
     }
   }
   return true;
 }
 
-bool GltfMapper::CheckSampler(const tinygltf::AnimationSampler& sampler, int width, const std::string& place,
+bool GltfMapper::CheckSampler(const tinygltf::AnimationSampler& sampler, int width, size_t channel,
                               SamplerSpans& spans) {
   if (sampler.interpolation == "STEP") {
     spans.interpolation = Interpolation::kStep;
@@ -436,19 +447,22 @@ bool GltfMapper::CheckSampler(const tinygltf::AnimationSampler& sampler, int wid
   } else if (sampler.interpolation == "CUBICSPLINE") {
     spans.interpolation = Interpolation::kCubicSpline;
   } else {
-    return Fail(place, "has the unknown interpolation " + QuoteText(sampler.interpolation));
+    return Fail(ChannelPlace(channel), "has the unknown interpolation " + QuoteText(sampler.interpolation));
   }
   spans.input = sampler.input;
   spans.output = sampler.output;
   const uint64_t stride = spans.interpolation == Interpolation::kCubicSpline ? 3 : 1;
-  if (!CheckFloats(sampler.input, TINYGLTF_TYPE_SCALAR, 0, place + " times", spans.times)) return false;
+  spans.times.channel = spans.values.channel = channel;
+  spans.times.part = "times";
+  spans.values.part = "values";
+  if (!CheckFloats(sampler.input, TINYGLTF_TYPE_SCALAR, 0, spans.times)) return false;
   const int type = width == 3 ? TINYGLTF_TYPE_VEC3 : TINYGLTF_TYPE_VEC4;
-  return CheckFloats(sampler.output, type, spans.times.count * stride, place + " values", spans.values);
+  return CheckFloats(sampler.output, type, spans.times.count * stride, spans.values);
 }
 
 // Each accessor is copied once however many channels read it, so that shared keys cost their
 // own size, not their size times the nodes that use them.
-bool GltfMapper::ReadCurve(const SamplerSpans& spans, const std::string& place, Curve& curve) {
+bool GltfMapper::ReadCurve(const SamplerSpans& spans, size_t channel, Curve& curve) {
   curve.interpolation = spans.interpolation;
   curve.width = spans.values.width;
   auto times = times_.find(spans.input);
@@ -457,7 +471,8 @@ bool GltfMapper::ReadCurve(const SamplerSpans& spans, const std::string& place, 
     if (!CopyFloats(spans.times, times->second)) return false;
     const std::vector<double>& t = times->second;
     for (size_t i = 1; i < t.size(); ++i)
-      if (!(t[i] > t[i - 1])) return Fail(place, "key time " + Num(i) + " is not after the one before it");
+      if (!(t[i] > t[i - 1]))
+        return Fail(ChannelPlace(channel), "key time " + Num(i) + " is not after the one before it");
   }
   curve.times = &times->second;
   const std::pair<int, size_t> valueKey{spans.output, curve.Stride()};
@@ -469,7 +484,8 @@ bool GltfMapper::ReadCurve(const SamplerSpans& spans, const std::string& place, 
       for (size_t i = 0; i < curve.times->size(); ++i) {
         double* v = &values->second[(i * curve.Stride() + (curve.Stride() == 3 ? 1 : 0)) * 4];
         Quat q{v[0], v[1], v[2], v[3]};
-        if (!Normalize(q)) return Fail(place, "rotation " + Num(i) + " is not a unit quaternion (its length is 0)");
+        if (!Normalize(q))
+          return Fail(ChannelPlace(channel), "rotation " + Num(i) + " is not a unit quaternion (its length is 0)");
         v[0] = q.x, v[1] = q.y, v[2] = q.z, v[3] = q.w;
       }
     }
@@ -488,7 +504,7 @@ bool GltfMapper::ScaleChanges(const SamplerSpans& spans) {
   for (uint64_t i = 0; i < spans.times.count && !changes; ++i) {
     const uint64_t slot = i * stride + (stride == 3 ? 1 : 0);  // a cubic spline's value, not its tangents
     for (size_t k = 0; k < 3; ++k)
-      if (std::fabs(static_cast<double>(spans.values.At(slot, k)) - 1) > kGltfRigidTolerance) changes = true;
+      if (!(std::fabs(static_cast<double>(spans.values.At(slot, k)) - 1) <= kGltfRigidTolerance)) changes = true;
   }
   scaleChanges_[key] = changes;
   return changes;
@@ -496,32 +512,31 @@ bool GltfMapper::ScaleChanges(const SamplerSpans& spans) {
 
 bool GltfMapper::CheckChannels() {
   if (!animation_) return true;
-  const std::string animationPlace = "animation " + QuoteText(animation_->name);
   for (size_t c = 0; c < animation_->channels.size(); ++c) {
     const tinygltf::AnimationChannel& channel = animation_->channels[c];
-    const std::string place = animationPlace + " channel " + Num(c);
+    const auto place = [&] { return ChannelPlace(c); };
     const std::string& path = channel.target_path;
     if (path == "weights") continue;  // morph weights move no bone
     if (path != "translation" && path != "rotation" && path != "scale")
-      return Fail(place, "animates the unknown property " + QuoteText(path));
+      return Fail(place(), "animates the unknown property " + QuoteText(path));
     const int node = channel.target_node;
     if (node < 0 || static_cast<size_t>(node) >= gltf_.nodes.size())
-      return Fail(place,
+      return Fail(place(),
                   "targets node " + std::to_string(node) + ", but the file has " + Num(gltf_.nodes.size()) + " nodes");
     if (channel.sampler < 0 || static_cast<size_t>(channel.sampler) >= animation_->samplers.size())
-      return Fail(place, "names sampler " + std::to_string(channel.sampler) + ", but the animation has " +
-                             Num(animation_->samplers.size()));
+      return Fail(place(), "names sampler " + std::to_string(channel.sampler) + ", but the animation has " +
+                               Num(animation_->samplers.size()));
     const int width = path == "rotation" ? 4 : 3;
     SamplerSpans spans;
-    if (!CheckSampler(animation_->samplers[static_cast<size_t>(channel.sampler)], width, place, spans)) return false;
+    if (!CheckSampler(animation_->samplers[static_cast<size_t>(channel.sampler)], width, c, spans)) return false;
     if (path == "scale") {
       if (ScaleChanges(spans))
         Warn(NodePlace(node), "its scale animation is ignored (only translation and rotation are exported)");
       continue;
     }
     PlannedChannel& slot = width == 4 ? planned_[node].rotation : planned_[node].translation;
-    if (!slot.place.empty()) return Fail(place, "animates the " + path + " of " + NodePlace(node) + " a second time");
-    slot = {place, spans};
+    if (slot.present) return Fail(place(), "animates the " + path + " of " + NodePlace(node) + " a second time");
+    slot = {true, c, spans};
   }
   return true;
 }
@@ -550,7 +565,7 @@ bool GltfMapper::FitsTheFile() {
     if (found != planned_.end()) {
       const PlannedChannel* channels[2] = {&found->second.translation, &found->second.rotation};
       for (const PlannedChannel* channel : channels)
-        if (!channel->place.empty()) keys[n] = std::max(keys[n], channel->spans.times.count);
+        if (channel->present) keys[n] = std::max(keys[n], channel->spans.times.count);
     }
     const bool exported = (!options_.exported || options_.exported(names_[n])) && (keys[n] > 0 || parent >= 0);
     if (keys[n] == 0 && exported && climb >= 0) keys[n] = keys[static_cast<size_t>(climb)];  // a keyless child's
@@ -566,11 +581,10 @@ bool GltfMapper::FitsTheFile() {
 bool GltfMapper::ReadChannels() {
   for (auto& [node, planned] : planned_) {
     NodeChannels& channels = channels_[node];
-    if (!planned.translation.place.empty() &&
-        !ReadCurve(planned.translation.spans, planned.translation.place, channels.translation))
+    if (planned.translation.present &&
+        !ReadCurve(planned.translation.spans, planned.translation.channel, channels.translation))
       return false;
-    if (!planned.rotation.place.empty() &&
-        !ReadCurve(planned.rotation.spans, planned.rotation.place, channels.rotation))
+    if (planned.rotation.present && !ReadCurve(planned.rotation.spans, planned.rotation.channel, channels.rotation))
       return false;
   }
   return true;
