@@ -292,7 +292,7 @@ bool GltfMapper::CollectSceneNodes() {
   const std::vector<int>& roots = gltf_.scenes[sceneIndex].nodes;
   for (auto it = roots.rbegin(); it != roots.rend(); ++it) stack.push_back({*it, -1});
   while (!stack.empty()) {
-    const auto [node, parent] = stack.back();
+    const int node = stack.back().first, parent = stack.back().second;
     stack.pop_back();
     const auto place = [&] { return parent < 0 ? "scene " + Num(sceneIndex) : NodePlace(parent); };
     if (node < 0 || static_cast<size_t>(node) >= nodeCount)
