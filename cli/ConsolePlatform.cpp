@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "export/PlugIn.h"
+#include "io/Diagnostic.h"
 
 namespace rw {
 namespace {
@@ -14,7 +15,8 @@ class ConsoleLogWindow final : public LogWindow {
   explicit ConsoleLogWindow(const ConsolePlatform& platform) : platform_(platform) {}
   void SetText(const std::string&) override {}
   void Repaint(uint32_t) override {}
-  // The log converts every LF to CR LF; the console wants plain line ends back.
+  // The log converts every LF to CR LF; the console wants plain line ends back, and the
+  // names in the log shown with their control bytes escaped (the log file keeps them).
   void Printed(const std::string& text) override {
     if (platform_.quiet()) return;
     std::string plain;
@@ -23,7 +25,7 @@ class ConsoleLogWindow final : public LogWindow {
       if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
       plain += text[i];
     }
-    platform_.out() << plain << std::flush;
+    platform_.out() << TerminalText(plain) << std::flush;
   }
 
  private:

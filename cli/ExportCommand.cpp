@@ -57,15 +57,18 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
   return "";
 }
 
-// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
-// glTF key times become frames at the rate the export reads from the model comment.
-// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none).
+// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none);
+// otherFiles the files read besides the model's own (a glTF scene's buffers).
 struct ModelRead {
   ModelPtr model;
   std::vector<Diagnostic> diagnostics;
   float fileFps = 0;
+  std::vector<std::string> otherFiles = {};
   bool ok() const { return model != nullptr; }
 };
+
+// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
+// glTF key times become frames at the rate the export reads from the model comment.
 
 ModelRead ReadModelFile(const ExportArgs& args) {
   if (!IsGltfPath(args.outputs.modelPath)) {
@@ -73,7 +76,7 @@ ModelRead ReadModelFile(const ExportArgs& args) {
     return {std::move(ms3d.model), std::move(ms3d.diagnostics), ms3d.fileFps};
   }
   GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, GltfExportOptions(args.animation));
-  return {std::move(gltf.model), std::move(gltf.diagnostics), 0};
+  return {std::move(gltf.model), std::move(gltf.diagnostics), 0, std::move(gltf.filesRead)};
 }
 
 int ExitCodeFor(ExportOutcome outcome) {
@@ -165,6 +168,7 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
     err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
   if (!read.ok()) return kExitUsage;
 
+  args.outputs.otherInputs = std::move(read.otherFiles);
   const OutputPaths paths = ChooseOutputPaths(args.outputs);
   OutputRefusal refusal;
   if (!CheckOutputPaths(args.outputs, paths, refusal)) {

@@ -19,7 +19,7 @@ namespace {
 constexpr int kGuardPlaces = 32;
 std::atomic<char*> gGuarded[kGuardPlaces];
 std::atomic<int> gDeferrals{0};
-std::atomic<int> gPendingSignal{0};  // POSIX: a signal that came while interruptions waited
+std::atomic<int> gPendingSignal{0};  // a signal (Windows: a console event) waiting on deferrals
 
 // Only async-signal-safe calls: unlink/DeleteFileA on each guarded path. A path taken here is
 // never freed: the program is ending.
@@ -46,6 +46,7 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
     case CTRL_CLOSE_EVENT:
     case CTRL_LOGOFF_EVENT:
     case CTRL_SHUTDOWN_EVENT:
+      gPendingSignal.store(static_cast<int>(event) + 1);
       while (gDeferrals.load() > 0) Sleep(1);  // a group of moves finishes first
       RemoveGuardedFiles();
       break;
@@ -57,12 +58,17 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
 
 #else
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+// SIGPIPE too: a closed pipe on stdout ends the run, and it should end it as cleanly.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 // Ends the program as the signal would have without a handler, so the shell sees it.
 [[noreturn]] void EndBySignal(int signal) {
   RemoveGuardedFiles();
   std::signal(signal, SIG_DFL);
+  sigset_t blocked;  // inside the handler the signal is blocked, and would wait for its return
+  sigemptyset(&blocked);
+  sigaddset(&blocked, signal);
+  sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
   std::raise(signal);
   _exit(128 + signal);  // not reached: the signal's default action ends the program
 }
@@ -116,6 +122,8 @@ RemovedOnInterrupt::~RemovedOnInterrupt() {
   // Null: the handler took the path and the program is ending; it keeps the memory.
   delete[] gGuarded[slot_].exchange(nullptr);
 }
+
+bool InterruptionWaiting() { return gPendingSignal.load() != 0; }
 
 InterruptionsDeferred::InterruptionsDeferred() { ++gDeferrals; }
 

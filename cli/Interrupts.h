@@ -7,7 +7,7 @@
 
 namespace rw {
 
-// Installs the handlers once, before any file is written: SIGINT, SIGTERM and SIGHUP (on
+// Installs the handlers once, before any file is written: SIGINT, SIGTERM, SIGHUP and SIGPIPE (on
 // Windows: Ctrl-C, Ctrl-Break, closing the console, logging off) remove every guarded file and
 // then end the program as the signal would; a file-size limit (SIGXFSZ) no longer ends it, so
 // the write that passes the limit fails with EFBIG and is reported like any failed write.
@@ -25,6 +25,10 @@ class RemovedOnInterrupt {
  private:
   int slot_ = -1;
 };
+
+// True when an interruption came and waits for the deferrals below to end: a long wait
+// inside one should give up.
+bool InterruptionWaiting();
 
 // While one lives, an interruption waits: a group of moves that puts files in place is finished
 // before the program ends, never left half done. The interruption takes effect when the last

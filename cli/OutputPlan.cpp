@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "cli/StagedFiles.h"
 #include "io/PathText.h"
 #include "script/EventScript.h"
 
@@ -62,6 +63,7 @@ std::string CheckOnePath(const std::string& path, bool force) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(path, error);
   if (fs::is_directory(fs::status(path, error))) return "is a folder";
+  if (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_symlink(status)) return kNeverReplaced;
   if (fs::exists(status) && !force) return "exists; use --force to replace it";
   const std::string folder = FolderOf(path);
   if (!fs::is_directory(folder, error)) return "the folder " + folder + " does not exist";
@@ -112,7 +114,9 @@ bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<Na
 }
 
 bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal) {
-  return CheckOutputFiles({{request.modelPath, "the model file"}},
+  std::vector<NamedFile> inputs = {{request.modelPath, "the model file"}};
+  for (const std::string& path : request.otherInputs) inputs.push_back({path, "a file the model is read from"});
+  return CheckOutputFiles(inputs,
                           {{paths.nis, "the NIS file"}, {paths.script, "the script"}, {paths.log, "the log file"}},
                           request.force, refusal);
 }

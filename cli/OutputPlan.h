@@ -18,6 +18,7 @@ struct OutputRequest {
   std::string outputArg;  // -o as given; empty: none
   std::string logPath;    // --log as given; empty: none
   bool force = false;
+  std::vector<std::string> otherInputs;  // the files read besides the model (a glTF scene's buffers)
 };
 
 // A refusal: the path it concerns and why.
@@ -33,8 +34,9 @@ struct NamedFile {
 };
 
 // Checks that no output is an input or another output (by what the paths resolve to), that none
-// exists unless force is set (a link counts; a folder never passes), and that each one's folder
-// exists and is writable and its name fits a file name. Outputs with an empty path are skipped.
+// exists unless force is set (a link counts), that none is anything but a regular file or a link
+// (a folder, device or FIFO is never replaced), and that each one's folder exists and is writable
+// and its name fits a file name. Outputs with an empty path are skipped.
 // True, or false with `refusal`.
 bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<NamedFile>& outputs, bool force,
                       OutputRefusal& refusal);
@@ -44,7 +46,8 @@ bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<Na
 // when its name has no extension. The script beside the NIS path, and the log as given.
 OutputPaths ChooseOutputPaths(const OutputRequest& request);
 
-// CheckOutputFiles for the export: the model in, the NIS file, the script and the log out.
+// CheckOutputFiles for the export: the model and its other files in, the NIS file, the script
+// and the log out.
 bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal);
 
 }  // namespace rw

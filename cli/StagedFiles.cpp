@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <random>
 
 #if defined(_WIN32)
@@ -13,6 +14,7 @@
 
 #include <io.h>
 #else
+#include <sys/file.h>
 #include <unistd.h>
 #endif
 
@@ -59,16 +61,15 @@ std::FILE* OpenNewFile(const std::string& path, const char* mode) {
   return file;
 }
 
-// Moves from to to. Without replace it fails with EEXIST when to exists, even if it appeared a
-// moment ago: a hard link cannot replace anything (and where links are not supported, the
-// system's own no-replace move is the fallback).
-bool MoveFile(const std::string& from, const std::string& to, bool replace) {
+// Moves from to to, never replacing anything: fails with EEXIST when to exists, even if it
+// appeared a moment ago, since a hard link cannot replace anything (where links are not
+// supported, the system's own no-replace move is the fallback). A link moves as a link.
+bool MoveWithoutReplacing(const std::string& from, const std::string& to) {
 #if defined(_WIN32)
-  if (MoveFileExA(from.c_str(), to.c_str(), replace ? MOVEFILE_REPLACE_EXISTING : 0)) return true;
+  if (MoveFileExA(from.c_str(), to.c_str(), 0)) return true;
   errno = GetLastError() == ERROR_ALREADY_EXISTS || GetLastError() == ERROR_FILE_EXISTS ? EEXIST : EACCES;
   return false;
 #else
-  if (replace) return std::rename(from.c_str(), to.c_str()) == 0;
   if (::link(from.c_str(), to.c_str()) == 0) {
     ::unlink(from.c_str());
     return true;
@@ -88,7 +89,81 @@ uint32_t NextSalt() {
   return counter++;
 }
 
+// Moves the file at path out of the way to a new temporary name beside it, kept in `aside`.
+bool MoveAside(const std::string& path, std::string& aside) {
+  for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+    aside = TemporaryNameFor(path, NextSalt());
+    if (MoveWithoutReplacing(path, aside)) return true;
+    if (errno != EEXIST || !std::filesystem::exists(std::filesystem::symlink_status(path))) break;
+  }
+  aside.clear();
+  return false;
+}
+
+// Held while a run places its files, so that two runs writing to one place never mix their
+// files. Waits for a run that holds it; gives up (and places unguarded) when the lock file
+// cannot be made or an interruption is waiting. The last holder removes the file.
+class PlacingLock {
+ public:
+  explicit PlacingLock(const std::string& path) : path_(PlacingLockPath(path)) {
+#if defined(_WIN32)
+    // Unshared and removed on close: a second run's open fails until the first closes it.
+    for (;;) {
+      handle_ = CreateFileA(path_.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+      if (handle_ != INVALID_HANDLE_VALUE || GetLastError() != ERROR_SHARING_VIOLATION || InterruptionWaiting()) break;
+      Sleep(10);
+    }
+#else
+    for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+      fd_ = ::open(path_.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0666);
+      if (fd_ < 0) return;
+      int locked;
+      while ((locked = ::flock(fd_, LOCK_EX)) != 0 && errno == EINTR && !InterruptionWaiting()) {}
+      // The file the lock was taken on must still be the one at the name: the holder before
+      // removes it when it is done.
+      struct stat held, named;
+      if (locked == 0 && ::fstat(fd_, &held) == 0 && ::stat(path_.c_str(), &named) == 0 &&
+          held.st_dev == named.st_dev && held.st_ino == named.st_ino)
+        return;
+      ::close(fd_);
+      fd_ = -1;
+      if (locked != 0) return;
+    }
+#endif
+  }
+  ~PlacingLock() {
+#if defined(_WIN32)
+    if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
+#else
+    if (fd_ < 0) return;
+    ::unlink(path_.c_str());
+    ::close(fd_);
+#endif
+  }
+  PlacingLock(const PlacingLock&) = delete;
+  PlacingLock& operator=(const PlacingLock&) = delete;
+
+ private:
+  std::string path_;
+#if defined(_WIN32)
+  HANDLE handle_ = INVALID_HANDLE_VALUE;
+#else
+  int fd_ = -1;
+#endif
+};
+
 }  // namespace
+
+std::string PlacingLockPath(const std::string& path) {
+  const size_t separator = path.find_last_of("/\\");
+  const size_t nameStart = separator == std::string::npos ? 0 : separator + 1;
+  uint32_t hash = 2166136261u;
+  for (size_t i = nameStart; i < path.size(); ++i) hash = (hash ^ static_cast<uint8_t>(path[i])) * 16777619u;
+  char name[32];
+  std::snprintf(name, sizeof name, ".reelwright-%08x.lock", static_cast<unsigned>(hash));
+  return path.substr(0, nameStart) + name;
+}
 
 StagedFiles::~StagedFiles() { Discard(); }
 
@@ -105,21 +180,60 @@ std::FILE* StagedFiles::Open(const std::string& finalPath, const char* mode) {
   return nullptr;
 }
 
+bool StagedFiles::PlaceOne(const Staged& file, bool replace, std::string& aside, std::string& problem) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_status there = fs::symlink_status(file.final, error);
+  if (fs::exists(there)) {
+    if (!replace) {
+      problem = "appeared while the export ran; use --force to replace it";
+      return false;
+    }
+    if (!fs::is_regular_file(there) && !fs::is_symlink(there)) {
+      problem = kNeverReplaced;
+      return false;
+    }
+    if (!MoveAside(file.final, aside)) {
+      problem = std::string("cannot be replaced (") + std::strerror(errno) + ")";
+      return false;
+    }
+  }
+  if (MoveWithoutReplacing(file.temporary, file.final)) return true;
+  problem = errno == EEXIST ? std::string("another file appeared there while the export ran")
+                            : std::string("cannot be put in place (") + std::strerror(errno) + ")";
+  if (!aside.empty() && MoveWithoutReplacing(aside, file.final)) aside.clear();
+  return false;
+}
+
 bool StagedFiles::Place(bool replace, std::string& problemPath, std::string& problem) {
   const InterruptionsDeferred deferred;  // all placed or none, even when interrupted
+  if (staged_.empty()) return true;
+  const PlacingLock lock(staged_[0].final);
+  if (InterruptionWaiting()) {  // stopped while it waited for the lock: nothing is placed
+    problemPath = staged_[0].final;
+    problem = "not put in place: the run was stopped";
+    Discard();
+    return false;
+  }
+  std::vector<std::string> asides;  // for each file placed: where the file it replaced waits, or ""
   for (size_t i = 0; i < staged_.size(); ++i) {
-    if (MoveFile(staged_[i].temporary, staged_[i].final, replace)) continue;
-    const int failure = errno;
+    std::string aside;
+    if (PlaceOne(staged_[i], replace, aside, problem)) {
+      asides.push_back(aside);
+      continue;
+    }
     problemPath = staged_[i].final;
-    problem = failure == EEXIST ? std::string("appeared while the export ran; use --force to replace it")
-                                : std::string("cannot be put in place (") + std::strerror(failure) + ")";
-    // What this run placed did not exist before it (nothing is replaced without --force).
-    for (size_t j = 0; j < i; ++j) {
-      if (!replace) std::remove(staged_[j].final.c_str());
+    // Take back what this run placed, newest first, and put back what it replaced.
+    for (size_t j = i; j-- > 0;) {
+      std::remove(staged_[j].final.c_str());
+      if (!asides[j].empty()) MoveWithoutReplacing(asides[j], staged_[j].final);
     }
     staged_.erase(staged_.begin(), staged_.begin() + static_cast<std::ptrdiff_t>(i));
     Discard();
     return false;
+  }
+  for (const std::string& aside : asides) {
+    if (!aside.empty()) std::remove(aside.c_str());
   }
   staged_.clear();
   return true;

@@ -12,23 +12,42 @@ std::string FormatDiagnostic(const std::string& fileName, const Diagnostic& diag
   return line + diagnostic.what;
 }
 
-std::string QuoteText(const std::string& bytes) {
+namespace {
+
+// Appends byte as is when it is printable ASCII, else as \xNN.
+void AppendReadable(std::string& out, unsigned char byte) {
   static const char kHexDigits[] = "0123456789ABCDEF";
+  if (byte >= 0x20 && byte < 0x7F) {
+    out += static_cast<char>(byte);
+    return;
+  }
+  out += "\\x";
+  out += kHexDigits[byte >> 4];
+  out += kHexDigits[byte & 15];
+}
+
+}  // namespace
+
+std::string QuoteText(const std::string& bytes) {
   std::string out = "\"";
   for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte == '"' || byte == '\\') {
-      out += '\\';
-      out += c;
-    } else if (byte >= 0x20 && byte < 0x7F) {
-      out += c;
-    } else {
-      out += "\\x";
-      out += kHexDigits[byte >> 4];
-      out += kHexDigits[byte & 15];
-    }
+    if (c == '"' || c == '\\') out += '\\';
+    AppendReadable(out, static_cast<unsigned char>(c));
   }
   return out + "\"";
+}
+
+std::string TerminalText(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : text) {
+    if (c == '\n' || c == '\t') {
+      out += c;
+    } else {
+      AppendReadable(out, static_cast<unsigned char>(c));
+    }
+  }
+  return out;
 }
 
 }  // namespace rw

@@ -26,6 +26,9 @@ std::string FormatDiagnostic(const std::string& fileName, const Diagnostic& diag
 // bytes in double quotes for a message: printable ASCII as it is, '"' and '\' escaped with '\',
 // every other byte as \xNN, so a name with any bytes in it prints as one readable line.
 std::string QuoteText(const std::string& bytes);
+// text for a terminal, escaped by the same rule but not quoted: line feeds and tabs stay, every
+// other byte outside printable ASCII becomes \xNN, so no name can send a control sequence.
+std::string TerminalText(const std::string& text);
 
 }  // namespace rw
 

@@ -753,7 +753,8 @@ bool NoFileWrite(std::string*, const std::string&, const std::vector<unsigned ch
 struct BufferFiles {
   std::vector<uint64_t> lengths;  // the byteLength of each buffer that names a file, in order
   size_t next = 0;
-  uint64_t budget = 0;  // bytes that may still be read
+  uint64_t budget = 0;             // bytes that may still be read
+  std::vector<std::string> paths;  // every file looked at: an export must never replace one
 };
 
 // The byteLength of each buffer that names a file (a uri that is not a data URI), in file order.
@@ -786,6 +787,7 @@ bool BufferFileExists(const std::string& path, void*) {
 
 bool ReadBufferFile(std::vector<unsigned char>* out, std::string* error, const std::string& path, void* user) {
   BufferFiles& files = *static_cast<BufferFiles*>(user);
+  files.paths.push_back(path);
   if (files.next >= files.lengths.size()) {
     *error = "is not named by a buffer";
     return false;
@@ -868,6 +870,7 @@ GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool a
   if (!loaded) return Failure(FirstLine(error));
 
   GltfReadResult result;
+  result.filesRead = std::move(files.paths);
   GltfMapper mapper(gltf, options, result);
   if (mapper.Map()) result.model = ModelPtr(mapper.Release());
   return result;

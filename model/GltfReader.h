@@ -50,6 +50,7 @@ struct GltfReadOptions {
 struct GltfReadResult {
   ModelPtr model;                       // null when an error was found; the caller owns it otherwise
   std::vector<Diagnostic> diagnostics;  // warnings in reading order; an error is always last
+  std::vector<std::string> filesRead;   // the files read besides the scene's own (external buffers)
 
   bool ok() const { return model != nullptr; }
   const Diagnostic* error() const;  // the error, or null

@@ -102,6 +102,9 @@ Outcome RunProgram(const test::ScratchDir& scratch, const std::string& args, con
   return test::Run(scratch.dir(), "bash -c \"" + prefix + " exec '" RW_REELWRIGHT "' " + args + "\"");
 }
 
+// A glTF scene whose buffer is the file ext.bin beside it.
+const std::string kExternalGltf = R"({"asset": {"version": "2.0"}, "scene": 0, "scenes": [{"nodes": [0]}],
+    "nodes": [{"name": "Ship"}], "buffers": [{"byteLength": 4, "uri": "ext.bin"}]})";
 const std::string kSuccess = "Successfully Exported NIS!\n";
 const std::string kFailure = "Error while exporting NIS...\nWritten file may not be usable...\n";
 const std::string kSeeHelp = "reelwright: see 'reelwright --help'\n";
@@ -207,6 +210,11 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export scene.ms3d -q -o out.script", 2, "", refused + "out.script: error: would be both the NIS file and the script\n", {}},
       {"export scene.script -q", 2, "", refused + "scene.script: error: is the model file; the script cannot replace it\n", {},
        {{"scene.script", kExample}}},
+      // --force replaces files and links only, and never a file the model is read from.
+      {"export scene.ms3d -q -f -o out.nis --log fifo", 2, "", refused + "fifo: error: " + kNeverReplaced + "\n", {}, {},
+       "mkfifo fifo;"},
+      {"export ext.gltf -q -f -o ext.bin", 2, "", refused + "ext.bin: error: is a file the model is read from; the NIS file "
+       "cannot replace it\n", {}, {{"ext.gltf", kExternalGltf}, {"ext.bin", "abcd"}}},
       {"export link.ms3d -q -f -o scene.ms3d", 2, "", refused + "scene.ms3d: error: is the model file; the NIS file cannot replace it\n",
        {}, {{"link.ms3d", "-> scene.ms3d"}}},
       // dump and check: 0 clean (check: or warnings only), 1 faults or errors, 2 unreadable or bad arguments.
@@ -293,40 +301,68 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   }
 }
 
-// What the console shows is the log as it grows, with plain line ends; --log keeps CR LF.
+// What the console shows is the log as it grows, with plain line ends and the control bytes of
+// names escaped; --log keeps CR LF and the exact bytes.
 TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
+  const std::string raw = "Ship\x1B]0;x\x07\x1B[2J\x9B", shown = "Ship\\x1B]0;x\\x07\\x1B[2J\\x9B";
+  Ms3dFile file;
+  file.joints.push_back({raw, "", {}, {}, {{0, {}}}, {{0, {}}}});
   const test::ScratchDir scratch;
-  test::WriteFileBytes(scratch.Path("scene.ms3d"), kExample);
+  test::WriteFileBytes(scratch.Path("scene.ms3d"), WriteMs3d(file));
   const Outcome outcome = RunProgram(scratch, "export scene.ms3d -o out.nis --log run.log");
   ASSERT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_EQ(outcome.err, "");
   const std::string log = test::ReadFileBytes(scratch.Path("run.log"));
   EXPECT_EQ(log.rfind("======================== NIS Export ========================\r\n"
                       "Reelwright v0.9.0.0b\r\nExporting NIS to \"out.nis\"...\r\n", 0), 0u) << log;
+  EXPECT_NE(log.find("Got bone \"" + raw + "\".\r\n"), std::string::npos) << log;
   std::string plain;
   for (size_t i = 0; i < log.size(); ++i) {
     if (log[i] == '\n') { ASSERT_TRUE(i > 0 && log[i - 1] == '\r') << "LF without CR at byte " << i; }
     if (!(log[i] == '\r' && i + 1 < log.size() && log[i + 1] == '\n')) plain += log[i];
   }
+  for (size_t at; (at = plain.find(raw)) != std::string::npos;) plain.replace(at, raw.size(), shown);
   EXPECT_EQ(outcome.out, plain + kSuccess);
 }
 
-// A run stopped by a signal removes its temporary files and ends by that signal. The run is
-// held by its own log: the test stops reading at the first bone (the NIS file is open by then),
-// and the rest of the log is far more than the pipe holds.
-TEST(Cli, StoppedRunsLeaveNoTemporaryFiles) {
+// A run held at a point it has reached, and what happens to it meanwhile. The script stops
+// reading the run's stdout at the first line starting with `waitFor`, runs `meanwhile`, reads
+// on, and prints the exit status, stderr, the files left and the first bytes of the NIS file
+// and the script. The log holds a run still: once the NIS file is open ("Got bone"), the rest
+// of the log is far more than a pipe holds. A stopped run (a signal, or a closed pipe) removes
+// its temporary files and ends by its signal; a forced run that cannot place its last file puts back the files it replaced;
+// a run waits for the lock of its place before it places its files.
+TEST(Cli, RunsStoppedOrThwartedWhileTheyRun) {
   Ms3dFile file;
   for (int i = 0; i < 6000; ++i) file.joints.push_back({"Bone" + std::to_string(i), "", {}, {}, {{0, {}}}, {{0, {}}}});
-  const test::ScratchDir scratch;
-  test::WriteFileBytes(scratch.Path("many.ms3d"), WriteMs3d(file));
-  for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}, {"HUP", 129}}) {
-    SCOPED_TRACE(signal);
-    test::WriteFileBytes(scratch.Path("stop.sh"),
-                         std::string("set -m; mkfifo log\n'" RW_REELWRIGHT "' export many.ms3d --log many.log >log &\n") +
-                             "exec 3<log\nwhile IFS= read -r line <&3 && [[ $line != 'Got bone'* ]]; do :; done\n"
-                             "kill -" + signal + " $!\nwait $!\necho $?\nrm log\nls -A\n");
+  const std::string model = WriteMs3d(file), left = "many.ms3d\nmany.nis\nmany.script\nstop.sh\nold \nold";
+  const std::string lock = "exec 9>>'" + PlacingLockPath("many.nis") + "'; flock 9";
+  const struct {
+    std::string before, args, waitFor, meanwhile, out;
+  } cases[] = {
+      {"", "export many.ms3d -f --log many.log", "Got bone", "kill -INT $!", "130\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "kill -TERM $!", "143\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "kill -HUP $!", "129\n" + left},
+      {"", "export many.ms3d -f --log many.log", "Got bone", "exec 3<&-", "141\n" + left},  // the log's reader is gone
+      {"", "export many.ms3d -f --log many.log", "Got bone", "mkdir many.log",
+       "2\nreelwright: many.log: error: " + std::string(kNeverReplaced) + "\nmany.log\n" + left},
+      {lock, "export many.ms3d -q -f", "Successfully", "head -c 4 many.nis; exec 9>&-",
+       "old 0\nmany.ms3d\nmany.nis\nmany.script\nstop.sh\nFORM\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.before + "; " + c.args + "; " + c.meanwhile);
+    const test::ScratchDir scratch;
+    test::WriteFileBytes(scratch.Path("many.ms3d"), model);
+    test::WriteFileBytes(scratch.Path("many.nis"), "old NIS");
+    test::WriteFileBytes(scratch.Path("many.script"), "old script");
+    test::WriteFileBytes(scratch.Path("stop.sh"), "set -m; mkfifo log\n" + c.before + "\n'" RW_REELWRIGHT "' " + c.args +
+                                                      " >log 2>err 9>&- &\n" +
+                                                      "exec 3<log\nwhile IFS= read -r line <&3 && [[ $line != '" +
+                                                      c.waitFor + "'* ]]; do :; done\n" + c.meanwhile +
+                                                      "\ncat <&3 >/dev/null\nwait $!\necho $?\ncat err\nrm log err\n"
+                                                      "ls -A\nhead -c 4 many.nis; echo; head -c 3 many.script\n");
     const Outcome outcome = test::Run(scratch.dir(), "bash stop.sh");
-    EXPECT_EQ(outcome.out, std::to_string(status) + "\nmany.ms3d\nstop.sh\n") << outcome.err;
+    EXPECT_EQ(outcome.out, c.out) << outcome.err;
   }
 }
 
