@@ -14,7 +14,9 @@
 #include "cli/OutputPlan.h"
 #include "cli/RunReport.h"
 #include "cli/StagedFiles.h"
+#include "export/GltfExportOptions.h"
 #include "export/PlugIn.h"
+#include "host/HostBuffers.h"
 #include "inspect/Check.h"
 #include "inspect/NisDocument.h"
 #include "io/FileBytes.h"
@@ -78,11 +80,7 @@ ModelRead ReadModelFile(const ExportArgs& args) {
     Ms3dReadResult ms3d = ReadMs3dFile(args.outputs.modelPath);
     return {std::move(ms3d.model), std::move(ms3d.diagnostics), ms3d.fileFps};
   }
-  GltfReadOptions options;
-  options.animation = args.animation;
-  // Key times become frames at the rate the scan will give the scene.
-  options.framesPerSecond = [](const std::string& comment) { return ParseFrameRateOption(comment).fps; };
-  GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, options);
+  GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, GltfExportOptions(args.animation));
   return {std::move(gltf.model), std::move(gltf.diagnostics), 0, std::move(gltf.filesRead)};
 }
 
@@ -162,6 +160,26 @@ bool CheckWrittenFiles(const StagedFiles& staged, const OutputPaths& paths, RunR
     report.Add(paths.script, std::move(diagnostic));
   }
   return clean;
+}
+
+// An .ms3d text longer than the modeller hands the plug-in is cut as the modeller cuts it; the
+// artist hears which, before the log starts.
+void NoteCutTexts(const std::string& modelPath, msModel* model, std::ostream& err) {
+  const auto note = [&](const std::string& what, size_t length, size_t most) {
+    if (length > most)
+      ReportFileError(err, modelPath,
+                      "warning: " + what + " has " + std::to_string(length) +
+                          " bytes; the modeller hands over the first " + std::to_string(most));
+  };
+  note("the model comment", static_cast<size_t>(msModel_GetComment(model, nullptr, 0)), kHostCommentMax);
+  for (int i = 0; i < msModel_GetBoneCount(model); ++i) {
+    msBone* bone = msModel_GetBoneAt(model, i);
+    char name[kMs3dNameSize + 1] = "";  // a file's name fills 32 bytes at most
+    msBone_GetName(bone, name, sizeof name);
+    const std::string joint = "joint " + std::to_string(i) + " " + QuoteText(name);
+    note(joint + ": its name", std::strlen(name), kHostNameMax);
+    note(joint + ": its comment", static_cast<size_t>(msBone_GetComment(bone, nullptr, 0)), kHostCommentMax);
+  }
 }
 
 // Installs the console platform for one run and takes the log down before the platform goes
@@ -256,6 +274,7 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
   OutputRefusal refusal;
   if (!CheckOutputPaths(args.outputs, paths, refusal)) return run.Refused(refusal.path, refusal.what, err);
   NoteFrameRates(modelPath, read.fileFps, read.model.get(), run.report, err);
+  NoteCutTexts(modelPath, read.model.get(), err);
 
   StagedFiles staged;
   ConsolePlatform platform({paths.nis, args.quiet}, staged, out, err);

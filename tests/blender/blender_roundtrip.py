@@ -94,8 +94,8 @@ def check_curves(scene, dump, path, obj, camera):
         got = (values["translateX"], values["translateY"], values["translateZ"])
         if any(abs(a - b) > 1e-4 for a, b in zip(got, location)):
             fail("%s at frame %d is at %s, the scene has %s" % (path, frame, got, tuple(location)))
-        half_turn = math.pi if camera else 0  # the exporter's half turn of every camera
-        euler = Euler((values["rotateX"], values["rotateY"] - half_turn, values["rotateZ"]), 'XYZ')
+        # A camera's curves, half turn included, turn it as the scene does: it looks where it looks there.
+        euler = Euler((values["rotateX"], values["rotateY"], values["rotateZ"]), 'XYZ')
         difference = euler.to_matrix() - rotation
         if max(abs(v) for row in difference for v in row) > 1e-4:
             fail("%s at frame %d turns by %s, the scene by %s" % (path, frame, tuple(euler), rotation))

@@ -86,6 +86,16 @@ std::string LongScriptModel() {
   return WriteMs3d(file);
 }
 
+// One keyed joint with the name, joint comment and model comment as given.
+std::string ModelWithTexts(const std::string& name, const std::string& comment, const std::string& modelComment) {
+  Ms3dFile file;
+  file.hasModelComment = true;
+  file.modelComment = modelComment;
+  file.joints.push_back({name, "", {}, {}, {{0, {}}}, {{0, {}}}});
+  file.jointComments = {{0, comment}};
+  return WriteMs3d(file);
+}
+
 // The files every run starts with: the example model, a text file posing as a model, an old NIS
 // file, NIS files and scripts for dump and check (sound, with a warning: a camera whose follower
 // was not exported, with an error, cut short, too short for a head, of another FORM type), and
@@ -193,6 +203,17 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        "file uses 24 fps\n",
        {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(25, "")}}},
       {"export fps.ms3d -q", 0, kSuccess, "", {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(30, "OPT_FPS=30")}}},
+      // Texts longer than the modeller hands over are cut as it cuts them, and said so.
+      {"export long.ms3d -q", 0, kSuccess,
+       "reelwright: long.ms3d: warning: the model comment has 1024 bytes; the modeller hands over the first 1023\n"
+       "reelwright: long.ms3d: warning: joint 0 \"" + std::string(32, 'J') + "\": its name has 32 bytes; the modeller "
+       "hands over the first 31\n"
+       "reelwright: long.ms3d: warning: joint 0 \"" + std::string(32, 'J') + "\": its comment has 1024 bytes; the "
+       "modeller hands over the first 1023\n",
+       {"long.nis", "long.script"},
+       {{"long.ms3d", ModelWithTexts(std::string(32, 'J'), std::string(1024, 'c'), std::string(1024, 'm'))}}},
+      {"export long.ms3d -q", 0, kSuccess, "", {"long.nis", "long.script"},
+       {{"long.ms3d", ModelWithTexts(std::string(31, 'J'), std::string(1023, 'c'), std::string(1023, 'm'))}}},
       // Where the files go.
       {"export scene.ms3d -q -o shot", 0, kSuccess, "", {"shot.nis", "shot.script"}},  // no dot: ".nis" added
       {"export scene.ms3d -q -o shot.dat", 0, kSuccess, "", {"shot.dat", "shot.script"}},
