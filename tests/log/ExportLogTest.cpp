@@ -95,6 +95,13 @@ TEST_F(ExportLogTest, PrintsAreConvertedOneByOneAndKeptWhole) {
   const std::string lines(300, '\n');  // 300 characters that grow to 600
   LogPrint("%s", lines.c_str());
   EXPECT_EQ(LogTopText().size(), 1000u + 24u + 600u);
+  for (size_t length : {255, 256, 257}) {  // around the formatter's 256-byte first try
+    LogCloseAll();
+    LogOpenSection();
+    const std::string message = std::string(length - 1, 'm') + "!";
+    LogPrint("%s", message.c_str());
+    EXPECT_EQ(LogTopText(), message) << length << " characters";
+  }
 }
 
 }  // namespace
