@@ -182,6 +182,7 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        {{"out.script", "-> target.txt"}, {"target.txt", "not ours"}}},
       {"export scene.ms3d -q -o out.nis", 2, "", refused + "out.script: error: exists; use --force to replace it\n", {},
        {{"out.script", "-> gone.txt"}}},  // a link to nothing is there too
+      {"export scene.ms3d -q -f -o out.nis", 0, kSuccess, "", {"out.nis"}, {{"out.script", "-> gone.txt"}}, "", {"out.script"}},
       {"export scene.ms3d -q -f -o out.nis", 0, kSuccess, "", {"out.nis"},  // the link is replaced, not its target
        {{"out.script", "-> target.txt"}, {"target.txt", "not ours"}}, "", {"out.script"}},
       {"export scene.ms3d -q -o out.nis --log run.log", 2, "", refused + "run.log: error: exists; use --force to replace it\n",
