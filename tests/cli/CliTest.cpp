@@ -169,6 +169,7 @@ struct CliCase {
 TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   const std::string fits = kLongFolder + "/" + std::string(50, 'a');  // 255 characters with ".nis"
   const std::string over = kLongFolder + "/" + std::string(51, 'b');  // 256 once ".nis" is added
+  const std::string name255 = std::string(248, 'n'), name256(252, 'm');  // with ".script" and ".nis"
   const std::string refused = "reelwright: ";
   // Writes fail past 4 KiB: the example's 5,639-byte NIS file cannot be written.
   const std::string smallDisk = "ulimit -f 4;";
@@ -219,12 +220,16 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export scene.ms3d -q -o shot.dat", 0, kSuccess, "", {"shot.dat", "shot.script"}},
       {"export scene.ms3d -q -o sub.d/shot", 0, kSuccess, "", {"sub.d/shot.nis", "sub.d/shot.script"}},
       {"export scene.ms3d -q -o sub.d", 0, kSuccess, "", {"sub.d/scene.nis", "sub.d/scene.script"}},  // a folder
+      {"export sub.d/../scene.ms3d -q -o shots.d/", 0, kSuccess, "", {"shots.d/scene.nis", "shots.d/scene.script"}},
       {"export scene.ms3d -q -o new.d/", 2, "", refused + "new.d/scene.nis: error: the folder new.d/ does not exist\n", {}},
       {"export scene.ms3d -q", 0, kSuccess, "", {"scene.nis", "scene.script"}},  // named after the model
       {"export scene.ms3d -q -o " + fits, 0, kSuccess, "", {fits + ".nis", fits + ".script"}},
       {"export scene.ms3d -o " + over, 2, "",
        refused + over + ".nis: error: has 256 characters, more than the 255 the save dialog takes\n", {}},
       {"export scene.ms3d -o nowhere/out.nis", 2, "", refused + "nowhere/out.nis: error: the folder nowhere/ does not exist\n", {}},
+      {"export scene.ms3d -q -o " + name255, 0, kSuccess, "", {name255 + ".nis", name255 + ".script"}},
+      {"export scene.ms3d -o " + name256, 2, "",
+       refused + name256 + ".nis: error: the name has 256 characters, more than the 255 a file name can have\n", {}},
       // Nothing is replaced without --force, and nothing ever replaces the model or another output.
       {"export scene.ms3d -o old.nis", 2, "", refused + "old.nis: error: exists; use --force to replace it\n", {}},
       {"export scene.ms3d -o old --force -q", 0, kSuccess, "", {"old.script"}, {}, "", {"old.nis"}},
@@ -234,6 +239,9 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        {{"out.script", "old script"}}},
       {"export scene.ms3d -q -o out.nis", 2, "", refused + "out.script: error: exists; use --force to replace it\n", {},
        {{"out.script", "-> target.txt"}, {"target.txt", "not ours"}}},
+      {"export scene.ms3d -q -o out.nis", 2, "", refused + "out.script: error: exists; use --force to replace it\n", {},
+       {{"out.script", "-> gone.txt"}}},  // a link to nothing is there too
+      {"export scene.ms3d -q -f -o out.nis", 0, kSuccess, "", {"out.nis"}, {{"out.script", "-> gone.txt"}}, "", {"out.script"}},
       {"export scene.ms3d -q -f -o out.nis", 0, kSuccess, "", {"out.nis"},  // the link is replaced, not its target
        {{"out.script", "-> target.txt"}, {"target.txt", "not ours"}}, "", {"out.script"}},
       {"export scene.ms3d -q -o out.nis --log run.log", 2, "", refused + "run.log: error: exists; use --force to replace it\n",
@@ -359,6 +367,15 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       }
     }
   }
+}
+
+// The page names its file in its title, escaped as HTML.
+TEST(Cli, PreviewTitleIsEscaped) {
+  if (!PreviewLibraryPresent()) GTEST_SKIP() << "built without three.js";
+  const test::ScratchDir scratch;
+  test::WriteFileBytes(scratch.Path("R&D <1>.nis"), test::TestScene::Default().Build());
+  ASSERT_EQ(RunProgram(scratch, "preview 'R&D <1>.nis' -o page.html").code, 0);
+  EXPECT_NE(test::ReadFileBytes(scratch.Path("page.html")).find("<title>R&amp;D &lt;1&gt;.nis - "), std::string::npos);
 }
 
 // What the console shows is the log as it grows, with plain line ends and the control bytes of

@@ -1,14 +1,17 @@
 // The bundled example, exported through the plug-in object, against its committed outputs:
 // examples/golden/fleet.nis, fleet.script and fleet.log (the log as the window holds it, CR LF,
-// with the output folder written as "<out>"). The goldens were checked by hand, value by value.
+// with the output folder written as "<out>"), and what `dump` shows of the NIS file (fleet.dump).
+// The goldens were checked by hand, value by value.
 // RW_UPDATE_GOLDEN=1 rewrites them instead of comparing.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <memory>
+#include <sstream>
 
 #include "export/ExportDriver.h"
 #include "export/PlugIn.h"
+#include "inspect/Dump.h"
 #include "model/Ms3dReader.h"
 #include "log/ExportLog.h"
 #include "tests/support/TestSupport.h"
@@ -42,8 +45,15 @@ TEST(ExampleGolden, FleetExportsToItsCommittedBytes) {
   SetExportClock(nullptr);
 
   const std::string golden = std::string(RW_EXAMPLES_DIR) + "/golden/";
+  const std::string nis = test::ReadFileBytes(scratch.Path("fleet.nis"));
+  NisDocument doc;
+  std::string error;
+  EXPECT_TRUE(ReadNisDocument(reinterpret_cast<const uint8_t*>(nis.data()), nis.size(), doc, error)) << error;
+  std::ostringstream dump;
+  WriteDumpText(doc, DumpOptions(), dump);
   const std::pair<std::string, std::string> outputs[] = {
-      {"fleet.nis", test::ReadFileBytes(scratch.Path("fleet.nis"))},
+      {"fleet.nis", nis},
+      {"fleet.dump", dump.str()},
       {"fleet.script", test::ReadFileBytes(scratch.Path("fleet.script"))},
       {"fleet.log", ReplaceAll(log, scratch.dir(), "<out>")},
   };

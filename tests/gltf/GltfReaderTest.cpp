@@ -142,6 +142,14 @@ const MappingCase kMappings[] = {
      },
      "Ship<> (10 0 0)(0 0.5 0) | 1: (0 0 0)(0 -0.5 0) | 24: (0.978723 0.978723 0)(0 -0.5 0) | 48: (2 2 0)(0 -0.5 0)\n",
      ""},
+    {"InterleavedValuesAreReadAtTheirStride",  // each value behind 3 other floats; the last one ends the view
+     [](GltfBuilder& g) {
+       g.Channel(g.Node({{"name", "Ship"}}), "translation", {1, 2}, {9, 9, 9, 1, 2, 3, 9, 9, 9, 4, 5, 6});
+       g.doc["bufferViews"].back()["byteStride"] = 24;
+       g.doc["accessors"].back()["byteOffset"] = 12;
+       g.doc["accessors"].back()["count"] = 2;
+     },
+     "Ship<> (0 0 0)(0 0 0) | 24: (1 2 3)(0 0 0) | 48: (4 5 6)(0 0 0)\n", ""},
     {"ANodeWithoutChannelsHasNoKeys",
      [](GltfBuilder& g) {
        g.Node({{"name", "Still"}});

@@ -26,8 +26,9 @@ struct FramingCase {
   const char* hex;
 };
 
-// Each case runs with buffers of 1 byte (every length patched on the file), 12 bytes (some on
-// the file, some in memory) and the default (all patched in memory).
+// Each case runs with buffers of 1 byte (every length patched on the file), 8 bytes (a length
+// field opens the buffer: patched in memory at its first byte), 12 bytes (some on the file, some
+// in memory) and the default (all patched in memory).
 void PrintTo(const FramingCase& c, std::ostream* os) { *os << c.what; }
 
 class FramingTest : public ::testing::TestWithParam<std::tuple<FramingCase, size_t>> {};
@@ -114,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
                       EXPECT_EQ(f.CloseChunk(), kVers);
                     },
                     "56455253 00000000"}),
-                       ::testing::Values(size_t(1), size_t(12), kLiteIFFBufferSize)),
+                       ::testing::Values(size_t(1), size_t(8), size_t(12), kLiteIFFBufferSize)),
     FramingName);
 
 // An unattached writer, or one whose file could not be opened, writes nothing and says so.

@@ -90,10 +90,12 @@ std::string Patched(std::string bytes, size_t offset, const T& with) {
     return bytes.replace(offset, std::string(with).size(), with);
 }
 
-// A version 3 file has the same core as a version 4 one; the pose is rotation, then position.
+// A version 3 file has the same core as a version 4 one; the pose is rotation, then position,
+// and so are the key counts and the keys (the child has two rotation keys for one position key).
 TEST(Ms3dReader, WriterRoundTripKeepsPoseKeysAndComments) {
   Ms3dFile file = BaseFile();
   file.version = 3;
+  file.joints[1].rotationKeys.push_back({FrameToSeconds(48, 24), {0, 0.5f, 0}});
   file.jointComments = {{1, "Sob Type=Frigate\r\nEvent0=24|fire|\"x\"\tend\r"}};
   file.modelComment = "OPT_FPS=24\nNum Events=0";
   const Ms3dReadResult read = ReadMs3d(WriteMs3d(file));
@@ -106,6 +108,9 @@ TEST(Ms3dReader, WriterRoundTripKeepsPoseKeysAndComments) {
   EXPECT_EQ(position[0] + position[2] + rotation[0], 1 + 3 + 0.5f);
   EXPECT_EQ(msBone_GetPositionKeyAt(root, 1)->Position[1], 8);
   EXPECT_EQ(msBone_GetRotationKeyAt(root, 1)->Rotation[0], 0.2f);
+  ASSERT_EQ(msBone_GetRotationKeyCount(child), 2);
+  EXPECT_EQ(msBone_GetPositionKeyCount(child), 1);
+  EXPECT_EQ(msBone_GetRotationKeyAt(child, 1)->Rotation[1], 0.5f);
   EXPECT_EQ(Text(msBone_GetName, child), std::string(32, 'N'));
   EXPECT_EQ(Text(msBone_GetComment, child), file.jointComments[0].text);
   EXPECT_EQ(Text(msModel_GetComment, read.model.get()), file.modelComment);
@@ -132,6 +137,7 @@ TEST(Ms3dReader, EachProblemGivesOneMessageWithItsOffset) {
       {Patched(base, 506, 0.0f), kWarning, 506, "animation fps 0 is not a finite number above 0; key times are read with 24"},
       {Patched(base, 506, std::nanf("")), kWarning, 506, "animation fps nan is not a finite number above 0; key times are read with 24"},
       {Patched(base, 828, 7), kWarning, 828, "joint comment 0 is for joint 7, but the file has 2 joints; it is ignored"},
+      {Patched(base, 828, 2), kWarning, 828, "joint comment 0 is for joint 2, but the file has 2 joints; it is ignored"},
       {Patched(base, 848, 9), kWarning, 848, "unknown vertex extra sub-version 9; the rest of the file is ignored"},
       {base + "xyz", kWarning, 906, "3 bytes after the last section are ignored"},
   };

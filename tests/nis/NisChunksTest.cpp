@@ -205,6 +205,10 @@ TEST_F(NisChunksTest, CameraHalfTurnIsRoundedOnce) {
   AddKeyPair(camera, 1, {}, {0, 0.1f, 0});
   Run(&WriteAnimationCurves);
   EXPECT_EQ(test::ToHex(Bytes().F64(KeyValue("ANIM_Root|CAM_Odd_rotateY", 0)).s), "00 00 00 A0 2E 55 0C 40");
+  // A bone with a single key: one key whose tangents are zeros, not the 1, 0 of a flat stretch.
+  const std::string curve = "ANIM_Root|CAM_Odd_translateX";
+  const size_t at = file.find(Bytes().Text(curve).s) + 4 + curve.size();
+  EXPECT_EQ(test::ToHex(file.substr(at, 4) + file.substr(at + 4 + 16, 16)), test::ToHex(Bytes().U32(1).s + std::string(16, '\0')));
 }
 
 // The camera variant of the example, and a bone short of rotation keys.

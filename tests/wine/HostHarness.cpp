@@ -408,16 +408,10 @@ int main(int argc, char** argv) {
   msModel* kept = rwStandIn_CreateModel();
   RunCommand("cancelled dialog", kept, "", nullptr);
   msModel_Destroy(kept);
-  const std::string missing = std::string(argv[1]) + "\\missing\\scene.nis";
-  CheckText(RunCommand("output folder missing", rwStandIn_CreateModel(), missing, kFailureText),
-            "======================== NIS Export ========================\r\n"
-            "Reelwright v0.9.0.0b\r\n"
-            "Exporting NIS to \"" + missing + "\"...\r\n"
-            "Trying to attach an LiteIFF chunk to the given file...\r\n"
-            "ERROR: Unable to attach an IFF chunk to given file output!\r\n"
-            "\t-> Make sure that the file is not being accessed by another application\r\n"
-            "\t-> Nothing written...\r\n",
-            "log of the failed export");
+  // A file Windows cannot open: the failure box over the log window (the log's lines are the
+  // ones the plug-in tests pin on Linux).
+  RunCommand("output folder missing", rwStandIn_CreateModel(), std::string(argv[1]) + "\\missing\\scene.nis",
+             kFailureText);
   for (int i = 2; i + 2 < argc; i += 3) {
     const std::string option = argv[i], first = argv[i + 1], second = argv[i + 2];
     if (option == "--export") {
