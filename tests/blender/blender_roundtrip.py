@@ -48,7 +48,6 @@ def export(path=NIS, **options):
             result = bpy.ops.export_scene.reelwright_nis(filepath=path, **options)
         except RuntimeError:  # Blender raises an operator's error report
             result = {'ERROR'}
-    if os.environ.get("SHOW"): print("\n".join(captured))
     return result, [line for line in captured if line.startswith(("Error:", "Warning:", "Info:"))]
 
 
