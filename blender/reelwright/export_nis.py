@@ -101,7 +101,7 @@ def global_properties(scene):
         over = texts[len(texts) - left:]
         named = ["marker %r" % source if source else "typed event %r" % text
                  for text, source in zip(over, sources[len(texts) - left:])]
-        problems.append(('ERROR', "the global events do not fit the model comment's %d bytes: %s left over; "
+        problems.append(('ERROR', "the global events do not fit the model comment's %d bytes, left over: %s; "
                          "nothing was written" % (rules.COMMENT_BYTES, ", ".join(named))))
     return lent, problems
 

@@ -148,9 +148,14 @@ def check_flyby():
         fail("authored keys only: %s, keys %s" % (result, counts))
 
 
-def more_markers(scene):
-    for i in range(60):
-        scene.timeline_markers.new("shake(0.%d)" % i, frame=240)
+def comment_of(size):
+    """Pads the scene's model comment (its properties, the markers' events, OPT_FPS) to `size` bytes."""
+    def pad(scene):
+        from reelwright import export_nis, scene_rules
+        lent, _ = export_nis.global_properties(scene)
+        scene["Pad"] = ""
+        scene["Pad"] = "x" * (size - len(scene_rules.comment_text(dict(scene_rules.plain_properties(scene), **lent))))
+    return pad
 
 
 def saved_blend(scene):
@@ -174,8 +179,8 @@ CASES = [
      'FINISHED', ["Warning: CAM_Wide: a persp lens of 50 mm"]),
     ("a problem of the command", lambda s: setattr(s.objects["Mothership"], "scale", (2, 2, 2)), NIS,
      'FINISHED', ["Warning:", "scale"]),
-    ("global events past the comment", more_markers, NIS,
-     'ERROR', ["Error: the global events do not fit the model comment's 1023 bytes", "marker 'shake(0.59)'"]),
+    ("a model comment of exactly 1023 bytes", comment_of(1023), NIS, 'FINISHED', []),
+    ("a model comment of 1024 bytes", comment_of(1024), NIS, 'ERROR', ["left over: marker 'fade(1, 2)'; nothing"]),
     ("beside an unsaved .blend", lambda s: None, "//shot.nis", 'ERROR', ["Error: //shot.nis is beside the .blend"]),
     ("beside the saved .blend", saved_blend, "//shot.nis", 'FINISHED', []),
     ("no program", no_program, NIS, 'ERROR', ["Error: reelwright was not found"]),
