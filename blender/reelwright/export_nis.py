@@ -62,7 +62,7 @@ def is_event_key(key):
 
 
 def object_problems(scene):
-    """Warnings about objects the game will not see as the scene shows them."""
+    """Problems of objects the game will not see as the scene shows them."""
     problems = []
     names = {obj.name for obj in scene.objects}
     for obj in scene.objects:
