@@ -150,11 +150,11 @@ class ExportNis(bpy.types.Operator, ExportHelper):
     def draw(self, context):
         layout = self.layout
         layout.prop(self, "every_frame")
-        script = os.path.basename(script_path(self.filepath)) or "the .script"
+        script = script_path(output_path(self.filepath) or self.filepath)
         box = layout.box()
-        box.label(text="Also writes %s beside it," % script)
-        replaced = os.path.exists(script_path(output_path(self.filepath) or self.filepath))
-        box.label(text="replacing the one that is there" if replaced else "replacing one that is there")
+        box.label(text="Also writes %s beside it" % os.path.basename(script))
+        if os.path.exists(script):
+            box.label(text="and replaces the one that is there", icon='ERROR')
 
     def execute(self, context):
         program = program_path(context)
