@@ -57,10 +57,6 @@ def lent_properties(owner, values, replaced=lambda key: False):
             owner[key] = value
 
 
-def is_event_key(key):
-    return key == rules.NUM_EVENTS or bool(rules.EVENT_KEY.match(key))
-
-
 def object_problems(scene):
     """Problems of objects the game will not see as the scene shows them."""
     problems = []
@@ -95,8 +91,7 @@ def global_properties(scene):
     problems += event_problems
     lent = rules.event_properties(texts)
     lent[rules.FPS_OPTION] = fps
-    base = {k: v for k, v in rules.plain_properties(scene).items() if not is_event_key(k)}
-    left = rules.events_left_over(dict(base, **lent), texts)
+    left = rules.events_left_over(dict(rules.plain_properties(scene), **lent), texts)
     if left:
         over = texts[len(texts) - left:]
         named = ["marker %r" % source if source else "typed event %r" % text
@@ -176,7 +171,7 @@ class ExportNis(bpy.types.Operator, ExportHelper):
         folder = tempfile.mkdtemp(prefix="reelwright-")
         try:
             glb, report = os.path.join(folder, "scene.glb"), os.path.join(folder, "report.json")
-            with BakedScene(scene, self.every_frame), lent_properties(scene, lent, is_event_key):
+            with BakedScene(scene, self.every_frame), lent_properties(scene, lent, rules.is_event_key):
                 write_glb(glb)
             # The file browser has already asked before replacing the .nis; its dialog says the
             # .script beside it is replaced too.

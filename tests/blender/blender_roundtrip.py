@@ -6,7 +6,6 @@
 # active camera's picture), the scene left as it was, and Blender's reports for each problem.
 import contextlib
 import json
-import math
 import os
 import subprocess
 import sys
