@@ -87,12 +87,9 @@ head -n 1 "$work/$dir/INSTALL.txt" | grep -q $'\r$' || fail "INSTALL.txt's lines
 echo "ok: the zip holds exactly INSTALL.txt, LICENSE, msReelwright.dll and reelwright.exe, 32-bit, version $version"
 
 echo "== the Blender add-on zip"
-same "the add-on zip's files" "reelwright/__init__.py
-reelwright/bake.py
-reelwright/blender_manifest.toml
-reelwright/export_nis.py
-reelwright/panel.py
-reelwright/scene_rules.py" "$(cmake -E tar tf "$addon" | LC_ALL=C sort)"
+# The package's files as the repository holds them: no byte-code, nothing left over from a run.
+same "the add-on zip's files" "$(cd blender && git ls-files reelwright | LC_ALL=C sort)" \
+  "$(cmake -E tar tf "$addon" | LC_ALL=C sort)"
 if command -v blender >/dev/null; then
   # A scratch profile: the user's own Blender add-ons stay as they are.
   BLENDER_USER_CONFIG=$work/blender/config BLENDER_USER_SCRIPTS=$work/blender/scripts \
