@@ -17,6 +17,9 @@
 #include "export/GltfExportOptions.h"
 #include "export/PlugIn.h"
 #include "host/HostBuffers.h"
+#include "inspect/Check.h"
+#include "inspect/NisDocument.h"
+#include "io/FileBytes.h"
 #include "log/ExportLog.h"
 #include "model/GltfReader.h"
 #include "model/Ms3dReader.h"
@@ -145,6 +148,35 @@ void NoteCutTexts(const std::string& modelPath, msModel* model, std::ostream& er
   }
 }
 
+// Reads the NIS file and the script the run staged as the inspector's `check` does (without the
+// curves' keys, so the memory follows the records, not the keys), says what it finds on err and
+// adds it to the report. False when it found an error, or could not read what was written.
+bool CheckWrittenFiles(const StagedFiles& staged, const OutputPaths& paths, RunReport& report, std::ostream& err) {
+  NisReadOptions options;
+  options.keys = false;
+  NisDocument doc;
+  std::string text, error;
+  if (!ReadNisFile(staged.TemporaryPathOf(paths.nis), doc, error, options) ||
+      !ReadFileBytes(staged.TemporaryPathOf(paths.script), kMaxScriptFileSize, text, error)) {
+    err << kProgram << ": error: the written files cannot be read back: " << error << "\n";
+    return false;
+  }
+  bool clean = true;
+  for (Diagnostic& diagnostic : CheckNisDocument(doc)) {
+    err << kProgram << ": " << FormatDiagnostic(paths.nis, diagnostic) << "\n";
+    clean = clean && !diagnostic.isError();
+    diagnostic.code = DiagnosticCode::kNisCheck;
+    report.Add(paths.nis, std::move(diagnostic));
+  }
+  for (Diagnostic& diagnostic : CheckScriptText(doc, text, paths.script)) {
+    err << kProgram << ": " << FormatDiagnostic("", diagnostic) << "\n";
+    clean = clean && !diagnostic.isError();
+    diagnostic.code = DiagnosticCode::kScriptCheck;
+    report.Add(paths.script, std::move(diagnostic));
+  }
+  return clean;
+}
+
 // Installs the console platform for one run and takes the log down before the platform goes
 // (the log's window refers to it).
 class InstalledPlatform {
@@ -266,6 +298,13 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
     err << kProgram
         << ": error: the export logged an error, so it failed; the NIS file and the script are not "
            "written\n";
+    code = kExitFailed;
+  }
+  // What was written is checked before it is placed, as `check` would check it.
+  if (code == kExitOk && !CheckWrittenFiles(staged, paths, run.report, err)) {
+    err << kProgram
+        << ": error: the check of the written files found an error, so the export failed; the NIS file "
+           "and the script are not written\n";
     code = kExitFailed;
   }
   // A failed run keeps no NIS file and no script; its log and report still tell what went wrong.

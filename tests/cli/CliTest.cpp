@@ -66,6 +66,19 @@ std::string KeylessModel() {
   return WriteMs3d(file);
 }
 
+// A keyed ship and a camera; the camera has keys only when keyedCamera is set (else it is dropped),
+// a global cut to it, and its centre of interest as given.
+std::string CameraModel(bool keyedCamera, const std::string& centerOfInterest) {
+  Ms3dFile file;
+  file.joints.push_back({"Hull", "", {}, {}, {{0, {}}}, {{0, {}}}});
+  file.joints.push_back({"CAM_Main", "", {}, {}, {}, {}});
+  if (keyedCamera) file.joints.back().positionKeys = file.joints.back().rotationKeys = {{0, {}}};
+  file.hasModelComment = true;
+  file.modelComment = "OPT_FPS=24\nNum Events=1\nEvent0=0|cameraCut|CAM_Main\n";
+  file.jointComments = {{0, "Sob Type=Frigate"}, {1, "Center Of Interest=" + centerOfInterest}};
+  return WriteMs3d(file);
+}
+
 // Twenty global events that attack a guide 30 levels down: each statement holds its 1,000-byte
 // path, so the script outgrows 4 KiB while the NIS file of the one keyed bone stays small.
 std::string LongScriptModel() {
@@ -283,6 +296,14 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export nokeys.ms3d -q --log run.log --report run.json", 1, kSuccess,
        "reelwright: error: the export logged an error, so it failed; the NIS file and the script are not written\n",
        {"run.log", "run.json"}, {{"nokeys.ms3d", KeylessModel()}}},
+      // The export checks what it wrote as `check` would: an error fails it, a warning is shown.
+      {"export drop.ms3d -q", 1, kSuccess,
+       "reelwright: error: drop.script line 2: cameraCut names \"FOLW_Root|CAM_Main\", neither a follower nor a camera of "
+       "the file\nreelwright: error: the check of the written files found an error, so the export failed; the NIS file and "
+       "the script are not written\n", {}, {{"drop.ms3d", CameraModel(false, "Hull")}}},
+      {"export look.ms3d -q", 0, kSuccess,
+       "reelwright: look.nis: warning at byte 2492: CMRA #1 centerOfInterest: names follower \"FOLW_Root|\", which FOLW does "
+       "not hold\n", {"look.nis", "look.script"}, {{"look.ms3d", CameraModel(true, "Nobody")}}},
       // The report follows the output rules, and is written also for a refused run.
       {"export scene.ms3d -q -o old.nis --report run.json", 2, "", refused + "old.nis: error: exists; use --force to replace it\n",
        {"run.json"}},
