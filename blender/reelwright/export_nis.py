@@ -110,6 +110,8 @@ def write_glb(path):
         options["export_animation_mode"] = 'ACTIVE_ACTIONS'
     else:
         options["export_nla_strips"] = False
+    if "use_active_scene" in known:  # the scene that was baked, not every scene of the file
+        options["use_active_scene"] = True
     # Keys that repeat their neighbours are the motion too: a still camera must keep its keys.
     for name in ("export_optimize_animation_size", "export_optimize_animation_keep_anim_object"):
         if name in known:
