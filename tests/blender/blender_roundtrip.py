@@ -178,6 +178,8 @@ CASES = [
      'FINISHED', ["Warning: CAM_Wide: a persp lens of 50 mm"]),
     ("a problem of the command", lambda s: setattr(s.objects["Mothership"], "scale", (2, 2, 2)), NIS,
      'FINISHED', ["Warning:", "scale"]),
+    ("a name past the game's 31 bytes", lambda s: setattr(s.objects["Mothership"], "name", "M" * 32), NIS,
+     'ERROR', ["Error: node 0 \"%s\"" % ("M" * 32), "Error: The export failed (exit code 2)"]),
     ("a model comment of exactly 1023 bytes", comment_of(1023), NIS, 'FINISHED', []),
     ("a model comment of 1024 bytes", comment_of(1024), NIS, 'ERROR', ["left over: marker 'fade(1, 2)'; nothing"]),
     ("beside an unsaved .blend", lambda s: None, "//shot.nis", 'ERROR', ["Error: //shot.nis is beside the .blend"]),
