@@ -131,6 +131,26 @@ void NoteFrameRates(const std::string& modelPath, float fileFps, msModel* model,
              Diagnostic(Severity::kWarning, -1, std::string(), what.str(), DiagnosticCode::kFrameRateDiffers));
 }
 
+// An .ms3d text longer than the modeller hands the plug-in is cut as the modeller cuts it; the
+// artist hears which, before the log starts.
+void NoteCutTexts(const std::string& modelPath, msModel* model, std::ostream& err) {
+  const auto note = [&](const std::string& what, size_t length, size_t most) {
+    if (length > most)
+      ReportFileError(err, modelPath,
+                      "warning: " + what + " has " + std::to_string(length) +
+                          " bytes; the modeller hands over the first " + std::to_string(most));
+  };
+  note("the model comment", static_cast<size_t>(msModel_GetComment(model, nullptr, 0)), kHostCommentMax);
+  for (int i = 0; i < msModel_GetBoneCount(model); ++i) {
+    msBone* bone = msModel_GetBoneAt(model, i);
+    char name[kMs3dNameSize + 1] = "";  // a file's name fills 32 bytes at most
+    msBone_GetName(bone, name, sizeof name);
+    const std::string joint = "joint " + std::to_string(i) + " " + QuoteText(name);
+    note(joint + ": its name", std::strlen(name), kHostNameMax);
+    note(joint + ": its comment", static_cast<size_t>(msBone_GetComment(bone, nullptr, 0)), kHostCommentMax);
+  }
+}
+
 // Reads the NIS file and the script the run staged as the inspector's `check` does (without the
 // curves' keys, so the memory follows the records, not the keys), says what it finds on err and
 // adds it to the report. False when it found an error, or could not read what was written.
@@ -160,26 +180,6 @@ bool CheckWrittenFiles(const StagedFiles& staged, const OutputPaths& paths, RunR
     report.Add(paths.script, std::move(diagnostic));
   }
   return clean;
-}
-
-// An .ms3d text longer than the modeller hands the plug-in is cut as the modeller cuts it; the
-// artist hears which, before the log starts.
-void NoteCutTexts(const std::string& modelPath, msModel* model, std::ostream& err) {
-  const auto note = [&](const std::string& what, size_t length, size_t most) {
-    if (length > most)
-      ReportFileError(err, modelPath,
-                      "warning: " + what + " has " + std::to_string(length) +
-                          " bytes; the modeller hands over the first " + std::to_string(most));
-  };
-  note("the model comment", static_cast<size_t>(msModel_GetComment(model, nullptr, 0)), kHostCommentMax);
-  for (int i = 0; i < msModel_GetBoneCount(model); ++i) {
-    msBone* bone = msModel_GetBoneAt(model, i);
-    char name[kMs3dNameSize + 1] = "";  // a file's name fills 32 bytes at most
-    msBone_GetName(bone, name, sizeof name);
-    const std::string joint = "joint " + std::to_string(i) + " " + QuoteText(name);
-    note(joint + ": its name", std::strlen(name), kHostNameMax);
-    note(joint + ": its comment", static_cast<size_t>(msBone_GetComment(bone, nullptr, 0)), kHostCommentMax);
-  }
 }
 
 // Installs the console platform for one run and takes the log down before the platform goes
