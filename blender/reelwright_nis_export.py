@@ -14,6 +14,15 @@ import bpy
 from bpy.props import StringProperty
 from bpy_extras.io_utils import ExportHelper
 
+# File > Import lives in its own module beside this one (absent when this file is installed alone).
+try:
+    from . import reelwright_nis_import as nis_import
+except ImportError:
+    try:
+        import reelwright_nis_import as nis_import
+    except ImportError:
+        nis_import = None
+
 bl_info = {
     "name": "Reelwright: Homeworld 2 NIS export",
     "description": "Exports the scene's objects and their animation as a Homeworld 2 NIS cinematic",
@@ -118,9 +127,13 @@ def register():
     for cls in classes:
         bpy.utils.register_class(cls)
     bpy.types.TOPBAR_MT_file_export.append(menu_entry)
+    if nis_import:
+        nis_import.register()
 
 
 def unregister():
+    if nis_import:
+        nis_import.unregister()
     bpy.types.TOPBAR_MT_file_export.remove(menu_entry)
     for cls in reversed(classes):
         bpy.utils.unregister_class(cls)

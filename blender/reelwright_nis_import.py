@@ -1,0 +1,657 @@
+# Reelwright for Blender: File > Import > Homeworld 2 NIS (.nis).
+#
+# The file is read by the reelwright command only (`dump --json --keys`, and `dump --frames` for
+# motion that has no curve of its own), so Blender, the preview and `check` agree on what a file
+# means. Followers become objects (cameras for camera records), curves become F-curves with the
+# file's own tangents, and the .script beside the file becomes markers, the panel's events and a
+# text block. Names follow the exporter's naming contract, so the scene exports again as it came.
+import json
+import math
+import os
+import re
+import shutil
+import subprocess
+
+import bpy
+from bpy.props import StringProperty
+from bpy_extras.io_utils import ImportHelper
+from mathutils import Matrix, Quaternion, Vector
+
+# The exporter reads bone names into 32-byte buffers: 31 bytes and the terminator.
+NAME_BYTES = 31
+CAMERA_PREFIX = "CAM_"
+IGNORED_PREFIX = "IG_"
+FOLLOWER_PREFIX = "FOLW_"
+# A bone comment holds 1,023 bytes; events beyond it would be lost in the export.
+COMMENT_BYTES = 1023
+EMPTY_CURVE = "ANIM_Empty"
+# The file is Y up, Blender Z up: a file vector (x, y, z) is Blender's (x, -z, y).
+Y_UP_TO_Z_UP = Matrix(((1, 0, 0), (0, 0, -1), (0, 1, 0))).to_4x4()
+Z_UP_TO_Y_UP = Y_UP_TO_Z_UP.transposed()
+# Where a file axis lands in Blender (index) and with which sign.
+AXIS_IN_BLENDER = {"X": (0, 1.0), "Y": (2, 1.0), "Z": (1, -1.0)}
+BLENDER_AXIS_LETTER = "XYZ"
+# A Blender camera looks down its local -Z; after the axis change a file camera, which looks down
+# its own -Z too, needs its local frame turned a quarter turn about X.
+CAMERA_TURN = Matrix.Rotation(math.pi / 2, 4, 'X')
+CLASS_DRAW = {"Ship": 'ARROWS', "Salvage": 'ARROWS', "Effect": 'SPHERE', "camera_target": 'CUBE'}
+# Class numbers of the older record layout: 0 is a ship, 11 cameras, views and helper nodes.
+OLDER_CLASSES = {0: "Ship", 11: "camera"}
+INFINITY_CONSTANT, INFINITY_LINEAR = 0, 1
+
+
+class ImportProblem(Exception):
+    """A reason to stop the import, shown as Blender's error report."""
+
+
+def find_program(context):
+    """The reelwright command named in the export add-on's preferences, or on PATH."""
+    name = "reelwright"
+    for addon in context.preferences.addons:
+        preferences = getattr(addon, "preferences", None)
+        if preferences is not None and getattr(preferences, "program", ""):
+            name = preferences.program
+            break
+    name = bpy.path.abspath(name) if os.sep in name else name
+    return shutil.which(name) or (name if os.path.isfile(name) else None)
+
+
+def run_dump(program, *words):
+    run = subprocess.run([program, "dump", *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    message = run.stderr.decode("utf-8", "replace").strip()
+    if run.returncode not in (0, 1):
+        raise ImportProblem(message or "reelwright dump failed with exit code %d" % run.returncode)
+    try:
+        return json.loads(run.stdout), message
+    except ValueError as problem:
+        raise ImportProblem("reelwright dump gave no readable JSON: %s" % problem)
+
+
+# ---- Names ---------------------------------------------------------------------------------------
+
+def cut_to_bytes(text, limit):
+    """The start of `text` that fits in `limit` UTF-8 bytes, never splitting a character."""
+    data = text.encode("utf-8")
+    return text if len(data) <= limit else data[:limit].decode("utf-8", "ignore")
+
+
+class Names:
+    """Object names by the exporter's contract: at most 31 bytes, unique among Blender's objects,
+    CAM_ before a camera and only there, never the IG_ that would drop the object."""
+
+    def __init__(self):
+        self.taken = set(bpy.data.objects.keys())
+        self.shortened = 0
+
+    def make(self, wanted, camera):
+        if camera and not wanted.startswith(CAMERA_PREFIX):
+            wanted = CAMERA_PREFIX + wanted
+        elif not camera and wanted.startswith((CAMERA_PREFIX, IGNORED_PREFIX)):
+            wanted = "_" + wanted
+        name, number = cut_to_bytes(wanted, NAME_BYTES), 1
+        while name in self.taken or not name:
+            number += 1
+            suffix = "~%d" % number
+            name = cut_to_bytes(wanted, NAME_BYTES - len(suffix)) + suffix
+        if name != wanted:
+            self.shortened += 1
+        self.taken.add(name)
+        return name
+
+
+def name_path(follower_name):
+    """The parts of a follower's name path: FOLW_Root|Fleet|Ship1 gives [Root, Fleet, Ship1]."""
+    if follower_name.startswith(FOLLOWER_PREFIX):
+        follower_name = follower_name[len(FOLLOWER_PREFIX):]
+    return follower_name.split("|")
+
+
+def path_parent(follower_name):
+    parts = follower_name.split("|")
+    return "|".join(parts[:-1]) if len(parts) > 1 else None
+
+
+# ---- Curves --------------------------------------------------------------------------------------
+
+def tangent_slope(tangent):
+    """Value per second of a (seconds, value) tangent; a vertical one counts as flat."""
+    x, y = float(tangent[0]), float(tangent[1])
+    return y / x if x != 0 else 0.0
+
+
+def curve_points(curve, fps, sign):
+    """Frames, values and both handles of a curve's keys, in Blender's units. A tangent key's
+    handles lie a third of the way to the neighbouring key along its tangent, which makes each
+    Bezier segment the file's cubic Hermite segment; a Bezier key's handles are the file's own."""
+    keys = curve["keys"]
+    n = len(keys)
+    times = [float(k["time"]) for k in keys]
+    values = [sign * float(k["value"]) for k in keys]
+    left, right = [], []
+    for i, key in enumerate(keys):
+        if curve["layout"] == "bezier":
+            handles = [None, None]
+            for side, field, exists in ((0, "inHandle", i > 0), (1, "outHandle", i < n - 1)):
+                if exists:
+                    handles[side] = (float(key[field][0]) * fps, sign * float(key[field][1]))
+            mirror = lambda h: (2 * times[i] * fps - h[0], 2 * values[i] - h[1])
+            handles[0] = handles[0] or (mirror(handles[1]) if handles[1] else (times[i] * fps - 1, values[i]))
+            handles[1] = handles[1] or mirror(handles[0])
+            left.append(handles[0])
+            right.append(handles[1])
+            continue
+        before = times[i] - times[i - 1] if i > 0 else (times[1] - times[0] if n > 1 else 1.0)
+        after = times[i + 1] - times[i] if i < n - 1 else before
+        before, after = before or 1.0, after or 1.0
+        m_in, m_out = tangent_slope(key["inTangent"]), tangent_slope(key["outTangent"])
+        left.append(((times[i] - before / 3) * fps, values[i] - sign * m_in * before / 3))
+        right.append(((times[i] + after / 3) * fps, values[i] + sign * m_out * after / 3))
+    return [t * fps for t in times], values, left, right
+
+
+def flat(pairs):
+    return [v for pair in pairs for v in pair]
+
+
+def set_keys(fcurve, frames, values, left, right, constant_after=()):
+    """Puts the keys in by whole arrays; their handles are FREE so that Blender keeps them."""
+    points = fcurve.keyframe_points
+    points.add(len(frames))
+    points.foreach_set("co", flat(zip(frames, values)))
+    points.foreach_set("handle_left", flat(left))
+    points.foreach_set("handle_right", flat(right))
+    for point in points:
+        point.handle_left_type = point.handle_right_type = 'FREE'
+    for index in constant_after:
+        points[index].interpolation = 'CONSTANT'
+
+
+def add_curve(action, path, index, group, curve, fps, sign, scene_range):
+    """An F-curve for a file curve. Blender has one extrapolation per curve: where the two ends
+    differ, it is linear, and a flat key at the scene's end holds the constant end's value over
+    the range."""
+    fcurve = action.fcurves.new(path, index=index, action_group=group)
+    frames, values, left, right = curve_points(curve, fps, sign)
+    pre, post = curve.get("preInfinity", 0), curve.get("postInfinity", 0)
+    linear = INFINITY_LINEAR in (pre, post)
+    constant_after = []
+    if linear and pre != post:
+        first, last = scene_range
+        if pre == INFINITY_CONSTANT and frames[0] > first:
+            frames.insert(0, first)
+            values.insert(0, values[0])
+            left.insert(0, (first - 1, values[0]))
+            right.insert(0, (first + 1, values[0]))
+            constant_after.append(0)
+        if post == INFINITY_CONSTANT and frames[-1] < last:
+            constant_after.append(len(frames) - 1)
+            frames.append(last)
+            values.append(values[-1])
+            left.append((last - 1, values[-1]))
+            right.append((last + 1, values[-1]))
+    set_keys(fcurve, frames, values, left, right, constant_after)
+    fcurve.extrapolation = 'LINEAR' if linear else 'CONSTANT'
+    return fcurve
+
+
+def add_constant(action, path, index, group, value, frame):
+    fcurve = action.fcurves.new(path, index=index, action_group=group)
+    set_keys(fcurve, [frame], [value], [(frame - 1, value)], [(frame + 1, value)])
+    return fcurve
+
+
+def blender_rotation_mode(order):
+    """The file's order text is read backwards (" ZYX" turns about X, then Y, then Z, about the
+    parent's axes, as Blender's XYZ does); after the axis change file Y is Blender Z."""
+    letters = (order or " ZYX").strip()[::-1]
+    return "".join(BLENDER_AXIS_LETTER[AXIS_IN_BLENDER[a][0]] for a in letters)
+
+
+def file_to_blender_matrix(position, quaternion, camera):
+    """A world transform of the file (Y up; a camera looking down its -Z) as Blender's."""
+    x, y, z, w = quaternion
+    matrix = Matrix.Translation(Vector(position)) @ Quaternion((w, x, y, z)).to_matrix().to_4x4()
+    matrix = Y_UP_TO_Z_UP @ matrix @ Z_UP_TO_Y_UP
+    return matrix @ CAMERA_TURN if camera else matrix
+
+
+# ---- The scene -----------------------------------------------------------------------------------
+
+class SceneBuilder:
+    def __init__(self, context, dump, filepath, program):
+        self.context, self.dump, self.filepath, self.program = context, dump, filepath, program
+        self.scene = context.scene
+        self.curves = {c["name"]: c for c in dump["curves"]}
+        self.leaders = {l["name"]: l for l in dump["leaders"]}
+        self.followers = {f["name"]: f for f in dump["followers"] if f["name"] != "FOLW_Empty"}
+        self.cameras = {c["followerName"]: c for c in dump["cameras"]}
+        self.scene_info = dump.get("scene") or {}
+        self.names = Names()
+        self.objects = {}  # follower name -> Blender object
+        self.count = {"objects": 0, "cameras": 0, "curves": 0, "sampled": 0, "events": 0}
+        self.unmapped = []
+
+    # The frame rate and the range: INFO's numbers are frames in the game's files and whole
+    # seconds in ours; the scene reading says which.
+    def set_time(self):
+        info = self.dump.get("info") or {}
+        self.fps = int(info.get("fps") or 0) or 30
+        self.scene.render.fps, self.scene.render.fps_base = self.fps, 1.0
+        playback = self.scene_info.get("playback")
+        if playback:
+            first, last = playback.get("firstFrame", 0), playback.get("lastFrame", 0)
+        else:
+            first, last = info.get("start", 0), info.get("end", 0)
+            if self.info_in_seconds(info):
+                first, last = first * self.fps, last * self.fps
+        self.range = (int(first), max(int(last), int(first) + 1))
+        self.scene.frame_start, self.scene.frame_end = self.range
+
+    def info_in_seconds(self, info):
+        unit = self.scene_info.get("infoUnit")
+        if unit:
+            return unit == "seconds"
+        # Our exporter's placeholder curve runs from 0 to INFO's end in seconds.
+        empty = self.curves.get(EMPTY_CURVE)
+        return bool(empty and empty["keys"] and empty["keys"][-1]["time"] == info.get("end"))
+
+    def make_collection(self):
+        title = os.path.splitext(os.path.basename(self.filepath))[0]
+        self.collection = bpy.data.collections.new(title)
+        self.scene.collection.children.link(self.collection)
+
+    def make_objects(self):
+        """Objects for every follower, parents before children (by the name path)."""
+        for name in sorted(self.followers, key=lambda n: n.count("|")):
+            follower = self.followers[name]
+            camera = self.cameras.get(name)
+            wanted = (camera["name"] if camera else name_path(name)[-1]) or "Follower"
+            object_name = self.names.make(wanted, camera is not None)
+            if camera:
+                data = bpy.data.cameras.new(object_name)
+                self.set_lens(data, camera)
+                self.count["cameras"] += 1
+            else:
+                data = None
+            obj = bpy.data.objects.new(object_name, data)
+            if data is None:
+                obj.empty_display_type = CLASS_DRAW.get(self.class_of(follower), 'PLAIN_AXES')
+            self.collection.objects.link(obj)
+            obj["NIS Name"] = name
+            if camera:
+                obj["NIS Camera"] = camera["name"]
+            cls = self.class_of(follower)
+            if cls and not camera:
+                obj["Sob Type"] = cls
+            if follower.get("blueprint"):
+                obj["Sob Name"] = follower["blueprint"]
+            parent = self.objects.get(self.parent_name(name))
+            if parent is not None:
+                obj.parent = parent
+                # A child of a camera is placed in the file's frame, not the camera's turned one.
+                if parent.type == 'CAMERA':
+                    obj.matrix_parent_inverse = CAMERA_TURN.inverted()
+            self.objects[name] = obj
+            self.count["objects"] += 1
+        for name, camera in self.cameras.items():
+            if name not in self.followers:
+                self.unmapped.append("camera %s: its follower %s is not in the file" % (camera["name"], name))
+            elif camera.get("centerOfInterest") in self.objects:
+                self.objects[name]["Center Of Interest"] = self.objects[camera["centerOfInterest"]].name
+
+    def parent_name(self, name):
+        parents = self.scene_info.get("parents")
+        if parents is not None:
+            return parents.get(name)
+        parent = path_parent(name)
+        return parent if parent in self.followers else None
+
+    @staticmethod
+    def class_of(follower):
+        if follower.get("class") is not None:
+            return follower["class"]
+        number = follower.get("classNumber")
+        return OLDER_CLASSES.get(number, str(number)) if number is not None else ""
+
+    def set_lens(self, data, camera):
+        data.lens = camera["focalLength"]
+        data.sensor_width, data.sensor_height = camera["horizontalAperture"], camera["verticalAperture"]
+        data.sensor_fit = 'HORIZONTAL' if data.sensor_width >= data.sensor_height else 'VERTICAL'
+        data.clip_start, data.clip_end = camera["nearClip"], camera["farClip"]
+        focal = self.curves.get(camera.get("focalLengthCurve") or "")
+        if focal and focal["keys"]:
+            data.animation_data_create().action = bpy.data.actions.new(data.name + "Lens")
+            add_curve(data.animation_data.action, "lens", 0, "Lens", focal, self.fps, 1.0, self.range)
+            self.count["curves"] += 1
+
+    # ---- Motion: curves where the follower's motion is one record's curves, samples otherwise.
+    def slots(self, record, fields, starts):
+        """Each of six slots: ("curve", curve) for a curve with keys, ("static", value) otherwise."""
+        result = []
+        for field, start in zip(fields, starts):
+            curve = self.curves.get(record.get(field) or "")
+            if curve and curve["keys"] and curve["name"] != EMPTY_CURVE:
+                result.append(("curve", curve))
+            else:
+                result.append(("static", float(start)))
+        return result
+
+    def motion_source(self, name):
+        """The six slots and rotation order that alone place the follower, or None when its
+        motion needs the reference evaluation (a path, a rig, leader and own motion together)."""
+        follower = self.followers[name]
+        fields = ["translateXCurve", "translateYCurve", "translateZCurve",
+                  "rotateXCurve", "rotateYCurve", "rotateZCurve"]
+        own = self.slots(follower, fields, follower.get("numbers") or [0] * 6)
+        own_still = all(kind == "static" and value == 0 for kind, value in own)
+        leader = self.leaders.get(follower.get("leaderName") or "")
+        rigs = self.scene_info.get("rigs") or {}
+        if name in rigs or (leader and leader.get("pathName")):
+            return None
+        if leader is None:
+            return own, follower.get("rotationOrder")
+        if not own_still:
+            return None
+        starts = list(leader["startPosition"]) + list(leader["startRotation"])
+        return self.slots(leader, fields, starts), leader.get("rotationOrder")
+
+    def animate(self):
+        sampled = []
+        wm = self.context.window_manager
+        wm.progress_begin(0, max(1, len(self.objects)))
+        for step, (name, obj) in enumerate(self.objects.items()):
+            wm.progress_update(step)
+            source = self.motion_source(name)
+            order_ok = source is not None and (obj.type != 'CAMERA' or blender_rotation_mode(source[1])[0] == "X")
+            if source is None or not order_ok:
+                sampled.append(name)
+                continue
+            self.animate_by_curves(obj, *source)
+        wm.progress_end()
+        if sampled:
+            self.animate_by_samples(sampled)
+
+    def new_action(self, obj):
+        obj.animation_data_create()
+        obj.animation_data.action = bpy.data.actions.new(obj.name + "Action")
+        return obj.animation_data.action
+
+    def animate_by_curves(self, obj, slots, order):
+        obj.rotation_mode = blender_rotation_mode(order)
+        action = self.new_action(obj)
+        for slot, (kind, source) in enumerate(slots):
+            axis, sign = AXIS_IN_BLENDER["XYZ"[slot % 3]]
+            path = "location" if slot < 3 else "rotation_euler"
+            # A camera's local frame is turned a quarter turn about X, applied first.
+            turn = math.pi / 2 if obj.type == 'CAMERA' and slot == 3 else 0.0
+            if kind == "curve":
+                fcurve = add_curve(action, path, axis, obj.name, source, self.fps, sign, self.range)
+                if turn:
+                    for point in fcurve.keyframe_points:
+                        for field in ("co", "handle_left", "handle_right"):
+                            getattr(point, field)[1] += turn
+                self.count["curves"] += 1
+            else:
+                # A follower without keys of its own still gets one, so the export keeps it.
+                add_constant(action, path, axis, obj.name, sign * source + turn, self.range[0])
+
+    def animate_by_samples(self, names):
+        """Keys at every frame from the reference evaluation (`dump --frames`), as parent-relative
+        transforms in the follower's rotation order."""
+        if "frameCount" not in self.scene_info and "parents" not in self.scene_info:
+            for name in names:
+                self.unmapped.append("%s: its motion (a path, a rig, or a leader with curves of "
+                                     "its own) needs a newer reelwright" % self.objects[name].name)
+                self.animate_by_curves(self.objects[name], [("static", 0.0)] * 6, None)
+            return
+        wanted = set(names)
+        for name in names:
+            parent = self.objects[name].parent
+            if parent is not None:
+                wanted.add(parent["NIS Name"])
+        frames, _ = run_dump(self.program, self.filepath, "--frames", *sorted(wanted))
+        order = frames["followers"]
+        columns = {name: order.index(name) for name in wanted if name in order}
+        keys = {name: [] for name in names}
+        for frame in frames["frames"]:
+            world = {}
+            for name, column in columns.items():
+                at = frame["at"][column]
+                world[name] = file_to_blender_matrix(at[:3], at[3:7], self.objects[name].type == 'CAMERA')
+            for name in names:
+                if name not in world:
+                    continue
+                obj = self.objects[name]
+                local = world[name]
+                if obj.parent is not None and obj.parent["NIS Name"] in world:
+                    local = (world[obj.parent["NIS Name"]] @ obj.matrix_parent_inverse).inverted() @ local
+                keys[name].append((frame["frame"], local))
+        for name in names:
+            obj = self.objects[name]
+            source = self.motion_source(name)
+            obj.rotation_mode = blender_rotation_mode(source[1] if source else self.order_of(name))
+            action = self.new_action(obj)
+            frame_numbers = [frame for frame, _ in keys[name]] or [self.range[0]]
+            locations, rotations, previous = [], [], None
+            for _, local in keys[name]:
+                euler = local.to_euler(obj.rotation_mode, previous) if previous else local.to_euler(obj.rotation_mode)
+                previous = euler
+                locations.append(local.to_translation())
+                rotations.append(euler)
+            if not locations:
+                locations, rotations = [Vector()], [obj.rotation_euler.copy()]
+            for path, rows in (("location", locations), ("rotation_euler", rotations)):
+                for axis in range(3):
+                    fcurve = action.fcurves.new(path, index=axis, action_group=obj.name)
+                    values = [row[axis] for row in rows]
+                    set_keys(fcurve, frame_numbers, values, list(zip(frame_numbers, values)),
+                             list(zip(frame_numbers, values)))
+                    for point in fcurve.keyframe_points:
+                        point.interpolation = 'LINEAR'
+            self.count["sampled"] += 1
+
+    def order_of(self, name):
+        follower = self.followers[name]
+        leader = self.leaders.get(follower.get("leaderName") or "")
+        return (leader or follower).get("rotationOrder")
+
+    # ---- The script
+    def read_script(self):
+        script_path = os.path.splitext(self.filepath)[0] + ".script"
+        if not os.path.isfile(script_path):
+            return
+        with open(script_path, "rb") as handle:
+            text = handle.read().decode("utf-8", "replace")
+        block = bpy.data.texts.new(os.path.basename(script_path))
+        block.from_string(text)
+        self.scene["NIS Script"] = block.name
+        events, skipped = parse_script(text, self.fps)
+        if skipped:
+            self.unmapped.append("%d script lines that are no event (kept in the text %s)" % (skipped, block.name))
+        self.place_events(events, block.name)
+
+    def resolve(self, text):
+        """The object a script names: a follower's name, a camera record's, or an object's own."""
+        name = text.strip().strip('"').strip()
+        if name in self.objects:
+            return self.objects[name]
+        for follower, obj in self.objects.items():
+            if obj.get("NIS Camera") == name or name_path(follower)[-1] == name or obj.name == name:
+                return obj
+        return None
+
+    def new_path(self, obj):
+        """The follower name that the export will give the object."""
+        parts = []
+        while obj is not None:
+            parts.append(obj.name)
+            obj = obj.parent
+        return FOLLOWER_PREFIX + "|".join(["Root"] + parts[::-1])
+
+    def rewrite_arguments(self, function, arguments):
+        """Names in the arguments that the import changed, changed the same way."""
+        if function in ("cameraCut", "attack"):
+            target = self.resolve(arguments)
+            return '"%s"' % target.name if target else arguments, target
+        def swap(match):
+            target = self.resolve(match.group(1))
+            if target is None:
+                return match.group(0)
+            old = match.group(1)
+            new = self.new_path(target) if "|" in old else target.name
+            return '"%s"' % new
+        return re.sub(r'"([^"]*)"', swap, arguments), None
+
+    def place_events(self, events, text_name):
+        scene_events, object_events = [], {}
+        for owner, seconds, function, arguments in events:
+            arguments, target = self.rewrite_arguments(function, arguments)
+            frame = round(seconds * self.fps)
+            time_text = "%d" % seconds if seconds == int(seconds) else ("%.6g" % seconds)
+            event = "%s|%s|%s" % (time_text, function, arguments)
+            self.count["events"] += 1
+            if owner is None and function == "cameraCut" and target is not None and target.type == 'CAMERA':
+                marker = self.scene.timeline_markers.new(target.name, frame=frame)
+                marker.camera = target
+            elif owner is None:
+                scene_events.append((frame, event, function + "(" + arguments + ")"))
+            else:
+                obj = self.resolve(owner)
+                if obj is None:
+                    self.unmapped.append("events of %s: no such object (kept in the text %s)" % (owner, text_name))
+                    self.count["events"] -= 1
+                    continue
+                object_events.setdefault(obj, []).append(event)
+        overflow = store_events(self.scene, [e for _, e, _ in scene_events])
+        for frame, _, call in scene_events[len(scene_events) - overflow:]:
+            self.scene.timeline_markers.new(call, frame=frame)
+        for obj, texts in object_events.items():
+            left = store_events(obj, texts)
+            if left:
+                self.unmapped.append("%s: %d events do not fit its comment (kept in the text %s)"
+                                     % (obj.name, left, text_name))
+
+    def report_text(self):
+        c = self.count
+        return ("Imported %d objects (%d cameras), %d curves, %d sampled at every frame, %d events"
+                % (c["objects"], c["cameras"], c["curves"], c["sampled"], c["events"]))
+
+
+def store_events(holder, events):
+    """The events as the panel's custom properties (Num Events, Event0, ...), as many as the
+    comment of 1,023 bytes holds; returns how many were left over."""
+    used = 0
+    kept = []
+    for event in events:
+        line = len(("Event%d=%s\n" % (len(kept), event)).encode("utf-8"))
+        if used + line + len("Num Events=999\n") > COMMENT_BYTES:
+            break
+        used += line
+        kept.append(event)
+    if kept:
+        holder["Num Events"] = len(kept)
+        for index, event in enumerate(kept):
+            holder["Event%d" % index] = event
+    return len(events) - len(kept)
+
+
+CALL = re.compile(r'^([A-Za-z_][A-Za-z0-9_]*)\s*\((.*)\)\s*;?$')
+AT = re.compile(r'^at\s+(frame\s+)?([-+]?[0-9]*\.?[0-9]+(?:[eE][-+]?[0-9]+)?)$')
+
+
+def strip_comment(line):
+    """The line without its `--` comment (outside quotes)."""
+    quoted = False
+    for index, char in enumerate(line):
+        if char == '"':
+            quoted = not quoted
+        elif not quoted and line.startswith("--", index):
+            return line[:index]
+    return line
+
+
+def parse_script(text, fps):
+    """Events of a .script: (owner or None, seconds, function, arguments), and how many lines
+    were neither an event nor structure. `at N` is seconds, `at frame N` frames."""
+    events, skipped, owner, seconds = [], 0, None, 0.0
+    for line in text.splitlines():
+        code = strip_comment(line).strip()
+        while code:
+            if code.startswith("with "):
+                rest = code[5:].strip()
+                owner, _, code = rest.partition("{")
+                owner = owner.strip()
+                code = code.strip()
+                continue
+            if code.startswith("{"):
+                code = code[1:].strip()
+                continue
+            if code.startswith("}"):
+                owner, code = None, code[1:].strip()
+                continue
+            at = AT.match(code)
+            call = CALL.match(code)
+            if at:
+                seconds = float(at.group(2)) / (fps if at.group(1) else 1)
+            elif call:
+                events.append((owner, seconds, call.group(1), call.group(2)))
+            else:
+                skipped += 1
+            break
+    return events, skipped
+
+
+class ImportNis(bpy.types.Operator, ImportHelper):
+    """Import a Homeworld 2 NIS cinematic and the .script beside it"""
+    bl_idname = "import_scene.reelwright_nis"
+    bl_label = "Import Homeworld 2 NIS"
+    bl_options = {'REGISTER', 'UNDO'}
+    filename_ext = ".nis"
+    filter_glob: StringProperty(default="*.nis", options={'HIDDEN'})
+
+    def execute(self, context):
+        program = find_program(context)
+        if not program:
+            self.report({'ERROR'}, "reelwright was not found: name the program in the add-on's preferences")
+            return {'CANCELLED'}
+        try:
+            dump, message = run_dump(program, self.filepath, "--json", "--keys")
+            if dump.get("layout") == "crannnberry":
+                raise ImportProblem("%s is a Crannnberry file: its objects need a newer reelwright"
+                                    % os.path.basename(self.filepath))
+            builder = SceneBuilder(context, dump, self.filepath, program)
+            builder.set_time()
+            builder.make_collection()
+            builder.make_objects()
+            builder.animate()
+            builder.read_script()
+        except (OSError, ImportProblem) as problem:
+            self.report({'ERROR'}, "Reelwright: %s" % problem)
+            return {'CANCELLED'}
+        for fault in dump.get("faults", []):
+            self.report({'WARNING'}, "%s: %s (offset %d)" % (fault["where"], fault["message"], fault["offset"]))
+        if builder.names.shortened:
+            self.report({'INFO'}, "%d names were changed to fit the exporter's 31 bytes or made unique; "
+                                  "each object keeps its file name in the property NIS Name" % builder.names.shortened)
+        for line in builder.unmapped:
+            self.report({'WARNING'}, "Not mapped: " + line)
+        self.report({'INFO'}, builder.report_text())
+        return {'FINISHED'}
+
+
+def menu_entry(self, context):
+    self.layout.operator(ImportNis.bl_idname, text="Homeworld 2 NIS (.nis)")
+
+
+def register():
+    bpy.utils.register_class(ImportNis)
+    bpy.types.TOPBAR_MT_file_import.append(menu_entry)
+
+
+def unregister():
+    bpy.types.TOPBAR_MT_file_import.remove(menu_entry)
+    bpy.utils.unregister_class(ImportNis)
+
+
+if __name__ == "__main__":
+    register()
