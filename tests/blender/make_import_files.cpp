@@ -72,6 +72,7 @@ std::string GameFile() {
   add(kLong, {{1, 0, {1, 0}, {1, 0}}, {2, 1, {1, 0}, {1, 0}}}, 6);
   Curve& bezier = curves[8];
   bezier.bezier = true;
+  bezier.post = 1;
   bezier.keys = {{1, 0, {0, 0}, {1.25f, 2}}, {2, 2, {1.5f, 2.5f}, {0, 0}}};
   add(kLong2, {{1, 0, {1, 0}, {1, 0}}, {3, 4, {1, 0}, {1, 0}}}, 3);
   add("Root|Camera1", {{0, 0, {1, 0}, {1, 0}}, {3, 6, {kSlope, kRise}, {kSlope, kRise}}}, 6);
