@@ -83,10 +83,10 @@ class Names:
         self.taken = set(bpy.data.objects.keys())
         self.shortened = 0
 
-    def make(self, wanted, camera):
+    def make(self, wanted, camera, keep_prefix=False):
         if camera and not wanted.startswith(CAMERA_PREFIX):
             wanted = CAMERA_PREFIX + wanted
-        elif not camera and wanted.startswith((CAMERA_PREFIX, IGNORED_PREFIX)):
+        elif not camera and not keep_prefix and wanted.startswith((CAMERA_PREFIX, IGNORED_PREFIX)):
             wanted = "_" + wanted
         name, number = cut_to_bytes(wanted, NAME_BYTES), 1
         while name in self.taken or not name:
@@ -228,7 +228,7 @@ class SceneBuilder:
         self.scene_info = dump.get("scene") or {}
         self.names = Names()
         self.objects = {}  # follower name -> Blender object
-        self.count = {"objects": 0, "cameras": 0, "curves": 0, "sampled": 0, "events": 0}
+        self.count = {"objects": 0, "cameras": 0, "curves": 0, "sampled": 0, "events": 0, "paths": 0}
         self.unmapped = []
 
     # The frame rate and the range: INFO's numbers are frames in the game's files and whole
@@ -323,6 +323,25 @@ class SceneBuilder:
             data.animation_data_create().action = bpy.data.actions.new(data.name + "Lens")
             add_curve(data.animation_data.action, "lens", 0, "Lens", focal, self.fps, 1.0, self.range)
             self.count["curves"] += 1
+
+    def draw_nurb_curves(self):
+        """The motion paths' NURB curves, for reference only: Blender's splines cannot take the
+        file's knots, so the motion itself comes from the reference evaluation. The IG_ prefix
+        keeps them out of the export."""
+        for record in self.dump.get("nurbCurves", []):
+            data = bpy.data.curves.new(record["name"] or "path", 'CURVE')
+            data.dimensions = '3D'
+            spline = data.splines.new('NURBS')
+            points = record["controlPoints"]
+            spline.points.add(len(points) - 1)
+            spline.points.foreach_set("co", [v for x, y, z, w in points for v in (x, -z, y, w)])
+            spline.order_u = max(2, min(6, int(record["degree"]) + 1))
+            spline.use_endpoint_u = record.get("form") == 1
+            spline.use_cyclic_u = record.get("form") == 3
+            obj = bpy.data.objects.new(self.names.make(IGNORED_PREFIX + data.name, False, keep_prefix=True), data)
+            self.collection.objects.link(obj)
+            obj["NIS Name"] = record["name"]
+            self.count["paths"] += 1
 
     # ---- Motion: curves where the follower's motion is one record's curves, samples otherwise.
     def slots(self, record, fields, starts):
@@ -524,7 +543,10 @@ class SceneBuilder:
                 object_events.setdefault(obj, []).append(event)
         overflow = store_events(self.scene, [e for _, e, _ in scene_events])
         for frame, _, call in scene_events[len(scene_events) - overflow:]:
-            self.scene.timeline_markers.new(call, frame=frame)
+            marker = self.scene.timeline_markers.new(call, frame=frame)
+            if marker.name != call:  # Blender cuts a marker's name at 63 bytes
+                self.unmapped.append("the event %s at frame %d is too long for a marker (kept in the text %s)"
+                                     % (call, frame, text_name))
         for obj, texts in object_events.items():
             left = store_events(obj, texts)
             if left:
@@ -533,14 +555,23 @@ class SceneBuilder:
 
     def report_text(self):
         c = self.count
-        return ("Imported %d objects (%d cameras), %d curves, %d sampled at every frame, %d events"
+        text = ("Imported %d objects (%d cameras), %d curves, %d objects keyed at every frame, %d events"
                 % (c["objects"], c["cameras"], c["curves"], c["sampled"], c["events"]))
+        return text + (", %d motion paths drawn" % c["paths"] if c["paths"] else "")
+
+
+def comment_bytes(holder):
+    """Bytes of the comment that the export makes of the holder's properties (Key=Value lines),
+    with room for the frame rate line that the export may lend the scene."""
+    lines = ["%s=%s\n" % (key, value) for key, value in holder.items() if isinstance(value, (str, int, float))]
+    return len("".join(lines).encode("utf-8")) + len("OPT_FPS=120\n")
 
 
 def store_events(holder, events):
     """The events as the panel's custom properties (Num Events, Event0, ...), as many as the
-    comment of 1,023 bytes holds; returns how many were left over."""
-    used = 0
+    comment of 1,023 bytes holds beside the holder's other properties; returns how many were
+    left over."""
+    used = comment_bytes(holder)
     kept = []
     for event in events:
         line = len(("Event%d=%s\n" % (len(kept), event)).encode("utf-8"))
@@ -623,6 +654,7 @@ class ImportNis(bpy.types.Operator, ImportHelper):
             builder.set_time()
             builder.make_collection()
             builder.make_objects()
+            builder.draw_nurb_curves()
             builder.animate()
             builder.read_script()
         except (OSError, ImportProblem) as problem:

@@ -161,12 +161,17 @@ def check_game_file():
             fail("lens at frame %d: %g, not %g" % (frame, lens.lens, focal))
 
     # Events: the cut a marker bound to the camera, a call at a frame in seconds, renamed targets.
+    # Global events fill the scene's comment up to its 1,023 bytes; the rest are markers.
     markers = [(m.name, m.frame, m.camera and m.camera.name) for m in scene.timeline_markers]
-    if markers != [("CAM_CamShape1", 30, "CAM_CamShape1")]:
+    if markers[0] != ("CAM_CamShape1", 30, "CAM_CamShape1"):
         fail("markers %s" % markers)
     events = [scene.get("Event%d" % i) for i in range(scene.get("Num Events", 0))]
-    if events != ["0|fadeSet|1", '1|attack|"Hgn_AssaultFrigate_Escort_Wing_"', '1.5|cameraBlendIn|"CAM_CamShape1",4']:
+    if events[:3] != ["0|fadeSet|1", '1|attack|"Hgn_AssaultFrigate_Escort_Wing_"', '1.5|cameraBlendIn|"CAM_CamShape1",4']:
         fail("scene events %s" % events)
+    speech = sorted([e.split("|", 1)[1] for e in events[3:]] + [m[0] for m in markers[1:] if m[1] == 90])
+    comment = "".join("%s=%s\n" % item for item in scene.items())
+    if len(speech) != 40 or len(markers) + len(events) != 44 or len(comment.encode()) + len("OPT_FPS=30\n") > 1023:
+        fail("%d speech events, %d markers, a comment of %d bytes" % (len(speech), len(markers), len(comment)))
     second = objects["FOLW_Root|Formation|Hgn_AssaultFrigate_Escort_Wing_Second"]
     if (second.get("Num Events"), second.get("Event0")) != (1, "2|hide|"):
         fail("object events %s" % dict(second.items()))

@@ -122,7 +122,8 @@ const char* const kGameScript =
     "\tat 2\n"
     "\t\thide()\n"
     "}\n"
-    "something odd\n";
+    "something odd\n"
+    "at 3\n";
 
 bool Write(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary);
@@ -138,5 +139,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string dir = argv[1];
-  return Write(dir + "/game.nis", GameFile()) && Write(dir + "/game.script", kGameScript) ? 0 : 1;
+  // More global events than a comment of 1,023 bytes holds.
+  std::string script = kGameScript;
+  for (int i = 0; i < 40; ++i) script += "\tspeechEventActor(\"$561" + std::to_string(10 + i) + "\",2,2)\n";
+  return Write(dir + "/game.nis", GameFile()) && Write(dir + "/game.script", script) ? 0 : 1;
 }
