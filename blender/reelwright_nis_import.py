@@ -153,7 +153,7 @@ def flat(pairs):
     return [v for pair in pairs for v in pair]
 
 
-def set_keys(fcurve, frames, values, left, right, constant_after=()):
+def set_keys(fcurve, frames, values, left, right, interpolations=None):
     """Puts the keys in by whole arrays; their handles are FREE so that Blender keeps them."""
     points = fcurve.keyframe_points
     points.add(len(frames))
@@ -162,34 +162,38 @@ def set_keys(fcurve, frames, values, left, right, constant_after=()):
     points.foreach_set("handle_right", flat(right))
     for point in points:
         point.handle_left_type = point.handle_right_type = 'FREE'
-    for index in constant_after:
-        points[index].interpolation = 'CONSTANT'
+    for index, interpolation in (interpolations or {}).items():
+        points[index].interpolation = interpolation
 
 
 def add_curve(action, path, index, group, curve, fps, sign, scene_range):
-    """An F-curve for a file curve. Blender has one extrapolation per curve: where the two ends
-    differ, it is linear, and a flat key at the scene's end holds the constant end's value over
-    the range."""
+    """An F-curve for a file curve, extrapolated as the file's ends say. Where the keys stop short
+    of the scene's range, a key at the range's end carries the end's motion on (held, or along
+    the end's tangent) as a straight stretch: Blender has one extrapolation mode per curve, and
+    an exporter sampling the keys' span then sees the whole motion."""
     fcurve = action.fcurves.new(path, index=index, action_group=group)
     frames, values, left, right = curve_points(curve, fps, sign)
     pre, post = curve.get("preInfinity", 0), curve.get("postInfinity", 0)
     linear = INFINITY_LINEAR in (pre, post)
-    constant_after = []
-    if linear and pre != post:
-        first, last = scene_range
-        if pre == INFINITY_CONSTANT and frames[0] > first:
-            frames.insert(0, first)
-            values.insert(0, values[0])
-            left.insert(0, (first - 1, values[0]))
-            right.insert(0, (first + 1, values[0]))
-            constant_after.append(0)
-        if post == INFINITY_CONSTANT and frames[-1] < last:
-            constant_after.append(len(frames) - 1)
-            frames.append(last)
-            values.append(values[-1])
-            left.append((last - 1, values[-1]))
-            right.append((last + 1, values[-1]))
-    set_keys(fcurve, frames, values, left, right, constant_after)
+    first, last = scene_range
+    straight = {}  # key index -> interpolation of the stretch behind it
+    if linear and frames[0] > first:
+        rate = (values[0] - left[0][1]) / (frames[0] - left[0][0]) if pre == INFINITY_LINEAR else 0.0
+        value = values[0] - rate * (frames[0] - first)
+        frames.insert(0, first)
+        values.insert(0, value)
+        left.insert(0, (first - 1, value - rate))
+        right.insert(0, (first + 1, value + rate))
+        straight[0] = 'LINEAR' if pre == INFINITY_LINEAR else 'CONSTANT'
+    if linear and frames[-1] < last:
+        rate = (right[-1][1] - values[-1]) / (right[-1][0] - frames[-1]) if post == INFINITY_LINEAR else 0.0
+        value = values[-1] + rate * (last - frames[-1])
+        straight[len(frames) - 1] = 'LINEAR' if post == INFINITY_LINEAR else 'CONSTANT'
+        frames.append(last)
+        values.append(value)
+        left.append((last - 1, value - rate))
+        right.append((last + 1, value + rate))
+    set_keys(fcurve, frames, values, left, right, straight)
     fcurve.extrapolation = 'LINEAR' if linear else 'CONSTANT'
     return fcurve
 
