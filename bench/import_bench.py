@@ -1,6 +1,6 @@
 # Times File > Import > Homeworld 2 NIS on one file, inside background Blender, so Blender's own
 # start is not counted:
-#   blender -b --factory-startup --python bench/import_bench.py -- REELWRIGHT ADDON FILE.nis [RUNS]
+#   blender -b --factory-startup --python bench/import_bench.py -- REELWRIGHT ADDON_FOLDER FILE.nis [RUNS]
 # Prints the file's size, what the import made, and the best and the median of RUNS imports.
 import os
 import statistics
@@ -10,10 +10,10 @@ import time
 import addon_utils
 import bpy
 
-reelwright, addon_file, nis, *rest = sys.argv[sys.argv.index("--") + 1:]
+reelwright, addons, nis, *rest = sys.argv[sys.argv.index("--") + 1:]
 runs = int(rest[0]) if rest else 3
-sys.path.insert(0, os.path.dirname(os.path.abspath(addon_file)))
-addon_name = os.path.splitext(os.path.basename(addon_file))[0]
+sys.path.insert(0, os.path.abspath(addons))
+addon_name = "reelwright"
 addon_utils.enable(addon_name, default_set=True)
 bpy.context.preferences.addons[addon_name].preferences.program = reelwright
 

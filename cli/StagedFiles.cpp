@@ -35,9 +35,18 @@ std::string TemporaryNameFor(const std::string& finalPath, uint32_t salt) {
 std::FILE* OpenNewFile(const std::string& path, const char* mode) {
   const bool text = std::strchr(mode, 't') != nullptr;
 #if defined(_WIN32)
-  const int fd =
-      _open(path.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | (text ? _O_TEXT : _O_BINARY), _S_IREAD | _S_IWRITE);
-  if (fd < 0) return nullptr;
+  // Shared for deletion: the console handler removes it while it is still open for writing.
+  const HANDLE handle = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    errno = GetLastError() == ERROR_FILE_EXISTS || GetLastError() == ERROR_ALREADY_EXISTS ? EEXIST : EACCES;
+    return nullptr;
+  }
+  const int fd = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_WRONLY | (text ? _O_TEXT : _O_BINARY));
+  if (fd < 0) {
+    CloseHandle(handle);
+    return nullptr;
+  }
   std::FILE* file = _fdopen(fd, text ? "wt" : "wb");
   if (!file) _close(fd);
 #else
@@ -84,10 +93,11 @@ uint32_t NextSalt() {
 StagedFiles::~StagedFiles() { Discard(); }
 
 std::FILE* StagedFiles::Open(const std::string& finalPath, const char* mode) {
+  const InterruptionsDeferred deferred;  // a file made is a file guarded
   for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
     const std::string temporary = TemporaryNameFor(finalPath, NextSalt());
     if (std::FILE* file = OpenNewFile(temporary, mode)) {
-      staged_.push_back({temporary, finalPath});
+      staged_.push_back({temporary, finalPath, std::make_unique<RemovedOnInterrupt>(temporary)});
       return file;
     }
     if (errno != EEXIST) return nullptr;
@@ -96,6 +106,7 @@ std::FILE* StagedFiles::Open(const std::string& finalPath, const char* mode) {
 }
 
 bool StagedFiles::Place(bool replace, std::string& problemPath, std::string& problem) {
+  const InterruptionsDeferred deferred;  // all placed or none, even when interrupted
   for (size_t i = 0; i < staged_.size(); ++i) {
     if (MoveFile(staged_[i].temporary, staged_[i].final, replace)) continue;
     const int failure = errno;

@@ -1,11 +1,15 @@
 // Output files written beside their places under temporary names and put in place together
-// when the run has succeeded, so that a failed run leaves every old file as it was.
+// when the run has succeeded, so that a failed run leaves every old file as it was. An
+// interrupted run (see cli/Interrupts.h) removes the temporary files before it ends.
 #ifndef REELWRIGHT_CLI_STAGEDFILES_H
 #define REELWRIGHT_CLI_STAGEDFILES_H
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "cli/Interrupts.h"
 
 namespace rw {
 
@@ -30,6 +34,7 @@ class StagedFiles {
  private:
   struct Staged {
     std::string temporary, final;
+    std::unique_ptr<RemovedOnInterrupt> guard;
   };
   std::vector<Staged> staged_;
 };

@@ -11,6 +11,10 @@ namespace {
 
 constexpr uint64_t kFirstReadSize = 65536;  // when the size cannot be known up front
 
+std::string TooLarge(uint64_t maxBytes) {
+  return "is larger than " + std::to_string(maxBytes) + " bytes, more than such a file can hold";
+}
+
 }  // namespace
 
 bool CheckPlainFile(const std::string& path, std::string& error) {
@@ -32,7 +36,13 @@ bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& byte
   namespace fs = std::filesystem;
   bytes.clear();
   if (!CheckPlainFile(path, error)) return false;
+  // A file that says it is too large is refused by its size, before a byte of it is read.
   std::error_code code;
+  const uintmax_t known = fs::file_size(path, code);
+  if (!code && known > maxBytes) {
+    error = TooLarge(maxBytes);
+    return false;
+  }
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (!file) {
     error = std::string("cannot open the file (") + std::strerror(errno) + ")";
@@ -41,7 +51,6 @@ bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& byte
   // The bytes go from the file straight into the string, sized to the file and one byte more,
   // so that the end shows without another pass. A file that grows meanwhile grows the string in
   // doublings, up to one byte past the cap.
-  const uintmax_t known = fs::file_size(path, code);
   const uint64_t limit = maxBytes < UINT64_MAX ? maxBytes + 1 : maxBytes;
   uint64_t first = !code && known <= maxBytes ? static_cast<uint64_t>(known) + 1 : kFirstReadSize;
   if (first > limit) first = limit;
@@ -65,7 +74,7 @@ bool ReadFileBytes(const std::string& path, uint64_t maxBytes, std::string& byte
     return false;
   }
   if (tooLarge) {
-    error = "is larger than " + std::to_string(maxBytes) + " bytes, more than such a file can hold";
+    error = TooLarge(maxBytes);
     return false;
   }
   return true;

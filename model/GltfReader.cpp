@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 
+#include "host/HostBuffers.h"
 #include "io/Diagnostic.h"
 #include "io/FileBytes.h"
 #include "model/MemoryModel.h"
@@ -21,6 +22,8 @@ constexpr char kGlbMagic[] = "glTF";
 constexpr size_t kGlbMagicSize = 4;
 // Below this, cos(Y) counts as 0: X and Z then turn about the same axis and Z is taken as 0.
 constexpr double kGimbalLimit = 1e-9;
+// The one property kept as free text; every other becomes one Key=Value line.
+constexpr char kFreeTextProperty[] = "comment";
 
 struct Vec3d {
   double x = 0, y = 0, z = 0;
@@ -30,6 +33,8 @@ struct Quat {
 };
 
 std::string Num(uint64_t value) { return std::to_string(value); }
+
+bool HasLineBreak(const std::string& text) { return text.find_first_of("\r\n") != std::string::npos; }
 
 // Number text for a comment: whole numbers without a point, others with up to 15 digits.
 std::string NumberText(double value) {
@@ -194,7 +199,7 @@ class GltfMapper {
   }
 
   bool CollectSceneNodes();
-  std::string Comment(const tinygltf::Value& extras, const std::string& place);
+  bool Comment(const tinygltf::Value& extras, const std::string& place, std::string& comment);
   bool ChooseAnimation();
   bool ReadChannels();
   bool ReadCurve(const tinygltf::AnimationSampler& sampler, int width, const std::string& place, Curve& curve);
@@ -207,9 +212,10 @@ class GltfMapper {
   const GltfReadOptions& options_;
   GltfReadResult& result_;
   msModel* model_ = nullptr;
-  std::vector<int> order_;   // scene nodes, parents before children
-  std::vector<int> parent_;  // by node index; -1 for a top node
-  std::vector<std::string> names_;
+  std::vector<int> order_;             // scene nodes, parents before children
+  std::vector<int> parent_;            // by node index; -1 for a top node
+  std::vector<std::string> names_;     // by node index
+  std::vector<std::string> comments_;  // by node index
   const tinygltf::Animation* animation_ = nullptr;
   std::vector<Curve> curves_;
   std::map<int, NodeChannels> channels_;
@@ -253,37 +259,55 @@ bool GltfMapper::CollectSceneNodes() {
       name = "Node" + std::to_string(node);
       Warn(NodePlace(node), "has no name; it is called " + QuoteText(name));
     }
+    if (name.size() > kHostNameMax)
+      return Fail(NodePlace(node), "its name is " + Num(name.size()) +
+                                       " bytes long; the modeller's names hold at most " + Num(kHostNameMax));
     names_[static_cast<size_t>(node)] = name;
   }
+  comments_.resize(nodeCount);
+  for (int node : order_)
+    if (!Comment(gltf_.nodes[static_cast<size_t>(node)].extras, NodePlace(node), comments_[static_cast<size_t>(node)]))
+      return false;
   return true;
 }
 
 // "comment" as written, then every other string or number property as a Key=Value line, in
 // name order. Other kinds of value have no comment form and are skipped with a warning.
-std::string GltfMapper::Comment(const tinygltf::Value& extras, const std::string& place) {
-  if (extras.Type() == tinygltf::NULL_TYPE) return "";
+// A Key=Value line holds one option: a line break in it would add options of its own.
+bool GltfMapper::Comment(const tinygltf::Value& extras, const std::string& place, std::string& comment) {
+  comment.clear();
+  if (extras.Type() == tinygltf::NULL_TYPE) return true;
   if (!extras.IsObject()) {
     Warn(place, "extras are not an object of properties; they are ignored");
-    return "";
+    return true;
   }
-  std::string comment;
   const auto append = [&comment](const std::string& line) {
     if (!comment.empty() && comment.back() != '\n') comment += '\n';
     comment += line;
   };
   const tinygltf::Value::Object& properties = extras.Get<tinygltf::Value::Object>();
-  const auto found = properties.find("comment");
+  const auto found = properties.find(kFreeTextProperty);
   if (found != properties.end() && found->second.IsString()) append(found->second.Get<std::string>());
   for (const auto& [key, value] : properties) {
     if (value.IsString()) {
-      if (key != "comment") append(key + "=" + value.Get<std::string>());
+      if (key == kFreeTextProperty) continue;
+      const std::string& text = value.Get<std::string>();
+      if (HasLineBreak(key) || HasLineBreak(text))
+        return Fail(place, "property " + QuoteText(key) + " holds a line break in its " +
+                               (HasLineBreak(key) ? "name" : "value") + "; only \"" + kFreeTextProperty +
+                               "\" may span lines");
+      append(key + "=" + text);
     } else if (value.IsNumber()) {
+      if (HasLineBreak(key)) return Fail(place, "property " + QuoteText(key) + " holds a line break in its name");
       append(key + "=" + NumberText(value.GetNumberAsDouble()));
     } else {
       Warn(place, "extras property " + QuoteText(key) + " is not a string or a number; it is ignored");
     }
   }
-  return comment;
+  if (comment.size() > kHostCommentMax)
+    return Fail(place, "its properties make a comment of " + Num(comment.size()) +
+                           " bytes; the modeller's comments hold at most " + Num(kHostCommentMax));
+  return true;
 }
 
 bool GltfMapper::ChooseAnimation() {
@@ -488,9 +512,12 @@ bool GltfMapper::AddNode(int index) {
   if (!RestPose(index, rest, restEuler)) return false;
   const int parent = parent_[static_cast<size_t>(index)];
   const std::string parentName = parent < 0 ? "" : names_[static_cast<size_t>(parent)];
-  msBone* bone = AddBone(model_, names_[static_cast<size_t>(index)], parentName, ToFloats(rest.x, rest.y, rest.z),
-                         ToFloats(restEuler[0], restEuler[1], restEuler[2]));
-  SetBoneComment(bone, Comment(gltf_.nodes[static_cast<size_t>(index)].extras, NodePlace(index)));
+  const std::string& name = names_[static_cast<size_t>(index)];
+  // Keys are offsets from the bind pose, so taking the turn off the bind pose takes it off every key.
+  const double turnY = options_.exportTurnY ? options_.exportTurnY(name) : 0;
+  msBone* bone = AddBone(model_, name, parentName, ToFloats(rest.x, rest.y, rest.z),
+                         ToFloats(restEuler[0], restEuler[1] - turnY, restEuler[2]));
+  SetBoneComment(bone, comments_[static_cast<size_t>(index)]);
 
   const auto found = channels_.find(index);
   if (found == channels_.end()) return true;
@@ -530,11 +557,17 @@ bool GltfMapper::AddNode(int index) {
 
 bool GltfMapper::Map() {
   if (!CollectSceneNodes()) return false;
-  std::string modelComment = Comment(gltf_.asset.extras, "asset");
   const size_t scene = gltf_.defaultScene >= 0 ? static_cast<size_t>(gltf_.defaultScene) : 0;
-  const std::string sceneComment = Comment(gltf_.scenes[scene].extras, "scene " + Num(scene));
+  const std::string scenePlace = "scene " + Num(scene);
+  std::string modelComment, sceneComment;
+  if (!Comment(gltf_.asset.extras, "asset", modelComment) ||
+      !Comment(gltf_.scenes[scene].extras, scenePlace, sceneComment))
+    return false;
   if (!modelComment.empty() && !sceneComment.empty() && modelComment.back() != '\n') modelComment += '\n';
   modelComment += sceneComment;
+  if (modelComment.size() > kHostCommentMax)
+    return Fail(scenePlace, "its properties and the asset's make a model comment of " + Num(modelComment.size()) +
+                                " bytes; the modeller's comments hold at most " + Num(kHostCommentMax));
   if (options_.framesPerSecond) {
     const int32_t fps = options_.framesPerSecond(modelComment);
     fps_ = fps > 0 ? fps : kGltfDefaultFps;

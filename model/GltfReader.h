@@ -7,6 +7,8 @@
 // Rotations become Euler angles in radians applied X, then Y, then Z about the parent's axes
 // (the matrix Rz * Ry * Rx on column vectors), the angles the exporter's curves carry.
 // Extras become comments: "comment" as written, every other string or number as "Key=Value".
+// What the modeller could not hold is refused, never cut: a name past 31 bytes, a comment past
+// 1023, a Key=Value line broken in two (it would set an option of its own).
 #ifndef REELWRIGHT_MODEL_GLTFREADER_H
 #define REELWRIGHT_MODEL_GLTFREADER_H
 
@@ -34,6 +36,10 @@ struct GltfReadOptions {
   // The frame rate the export will use, from the model comment the reader composed; key times
   // in seconds become frames at this rate. Unset: kGltfDefaultFps.
   std::function<int32_t(const std::string& modelComment)> framesPerSecond;
+  // The turn about Y, in radians, that the export adds to the rotation of a bone of this name (a
+  // camera's half turn). The reader takes it off the bind pose, so that once the export adds it the
+  // bone turns as its node does: a camera looks where the glTF camera looks. Unset: no turn.
+  std::function<double(const std::string& boneName)> exportTurnY;
 };
 
 struct GltfReadResult {

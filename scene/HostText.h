@@ -5,12 +5,10 @@
 
 #include <string>
 
+#include "host/HostBuffers.h"
 #include "host/msLib.h"
 
 namespace rw {
-
-constexpr int kHostNameBuffer = 32;
-constexpr int kHostCommentBuffer = 1024;
 
 std::string ReadBoneName(msBone* bone);
 std::string ReadParentName(msBone* bone);

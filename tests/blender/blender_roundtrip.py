@@ -1,170 +1,201 @@
-# Runs inside Blender (blender -b --factory-startup --python-exit-code 1 --python THIS -- REELWRIGHT ADDON WORKDIR).
-# Builds a small cinematic (a fleet of empties, a ship under it, a camera and a guide, with keys
-# and custom properties), exports it through the add-on's menu operator, and checks the NIS file
-# and script with `reelwright check` and `reelwright dump --json --keys` against the scene.
+# Runs inside Blender: blender -b --factory-startup --python-exit-code 1 --python THIS --
+#   REELWRIGHT ADDON_FOLDER EXAMPLES_FOLDER WORKDIR
+# Builds the modder's flyby (a fighter flying past, cameras aimed by Track To, markers bound to
+# cameras, the panel's properties), exports it through the add-on and checks what the user sees:
+# the files, `reelwright check`, the motion as the preview evaluates it (the fighter stays in the
+# active camera's picture), the scene left as it was, and Blender's reports for each problem.
+import contextlib
 import json
 import math
 import os
 import subprocess
 import sys
+import tempfile
 
-import addon_utils
 import bpy
-from mathutils import Euler, Matrix
+from mathutils import Euler, Vector
 
-reelwright, addon_file, work = sys.argv[sys.argv.index("--") + 1:]
+reelwright, addons, examples, work = sys.argv[sys.argv.index("--") + 1:]
+sys.path[:0] = [addons, examples]
+import flyby  # noqa: E402  (the example is the scene under test)
+
+flyby.enable_addon()
+bpy.context.preferences.addons["reelwright"].preferences.program = reelwright
 os.makedirs(work, exist_ok=True)
-sys.path.insert(0, os.path.dirname(addon_file))
-addon_name = os.path.splitext(os.path.basename(addon_file))[0]
-addon_utils.enable(addon_name, default_set=True)
-bpy.context.preferences.addons[addon_name].preferences.program = reelwright
-
-FPS, FIRST, LAST = 24, 1, 48
-# Blender's Z-up axes to glTF's (and the NIS file's) Y-up axes: (x, y, z) -> (x, z, -y).
-TO_Y_UP = Matrix(((1, 0, 0), (0, 0, 1), (0, -1, 0)))
-# A glTF camera looks down its -Z axis, a Blender camera down its own -Z too, but after the
-# axis change the exporter turns camera nodes a quarter turn about X.
-CAMERA_FIX = Matrix.Rotation(-math.pi / 2, 3, 'X')
+NIS = os.path.join(work, "flyby.nis")
+# The picture of a NIS camera: 21.8 mm lens, as tall as 24 mm film, as wide as 31.92 mm.
+HALF_HEIGHT = 12 / 21.8
+HALF_WIDTH = HALF_HEIGHT * 31.92 / 24
+failures = []
 
 
-def build_scene():
-    for obj in list(bpy.data.objects):
-        bpy.data.objects.remove(obj)
-    scene = bpy.context.scene
-    scene.render.fps, scene.render.fps_base = FPS, 1
-    scene.frame_start, scene.frame_end = FIRST, LAST
-    scene["Num Events"] = 1
-    scene["Event0"] = '0|cameraCut|"CAM_Main"'
-
-    def add(name, data=None, parent=None):
-        obj = bpy.data.objects.new(name, data)
-        scene.collection.objects.link(obj)
-        obj.parent = parent
-        return obj
-
-    def key(obj, frame, location, rotation):
-        obj.location, obj.rotation_euler = location, rotation
-        obj.keyframe_insert("location", frame=frame)
-        obj.keyframe_insert("rotation_euler", frame=frame)
-
-    fleet = add("Fleet")
-    key(fleet, FIRST, (0, 0, 0), (0, 0, 0))
-    key(fleet, LAST, (10, 4, 0), (0, 0, 0.5))
-    ship = add("Ship1", parent=fleet)
-    ship["Sob Type"], ship["Sob Name"] = "Frigate", "Ship1"
-    key(ship, FIRST, (1, 2, 3), (0, 0, 0))
-    key(ship, LAST, (1, 2, 5), (0.3, 0.2, 0.5))
-    camera = add("CAM_Main", bpy.data.cameras.new("lens"))
-    camera["Center Of Interest"] = "Ship1"
-    key(camera, FIRST, (0, -20, 5), (math.radians(80), 0, 0))
-    key(camera, LAST, (8, -20, 5), (math.radians(80), 0, math.radians(20)))
-    add("IG_Guide")
-    return scene
-
-
-def expected_motion(scene, obj, frame):
-    """The object's parent-relative location and rotation matrix at `frame`, in Y-up axes."""
-    scene.frame_set(frame)
-    local = obj.matrix_parent_inverse @ obj.matrix_basis if obj.parent else obj.matrix_basis
-    rotation = TO_Y_UP @ local.to_3x3() @ TO_Y_UP.transposed()
-    if obj.type == 'CAMERA':
-        rotation = rotation @ CAMERA_FIX
-    return TO_Y_UP @ local.to_translation(), rotation
+def fail(message):
+    failures.append(message)
 
 
 def run(*words):
     return subprocess.run([reelwright, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
 
-def fail(message):
-    raise SystemExit("FAILED: " + message)
-
-
-def check_curves(scene, dump, path, obj, camera):
-    curves = {c["name"]: c for c in dump["curves"]}
-    prefix = "ANIM_" + path + "_"
-    for frame in range(FIRST, LAST + 1):
-        location, rotation = expected_motion(scene, obj, frame)
-        index = frame - FIRST
-        values = {axis: curves[prefix + axis]["keys"][index]["value"]
-                  for axis in ("translateX", "translateY", "translateZ", "rotateX", "rotateY", "rotateZ")}
-        time = curves[prefix + "translateX"]["keys"][index]["time"]
-        if abs(time - frame / FPS) > 1e-6:
-            fail("%s key %d is at %g s, not %g" % (path, index, time, frame / FPS))
-        got = (values["translateX"], values["translateY"], values["translateZ"])
-        if any(abs(a - b) > 1e-4 for a, b in zip(got, location)):
-            fail("%s at frame %d is at %s, the scene has %s" % (path, frame, got, tuple(location)))
-        half_turn = math.pi if camera else 0  # the exporter's half turn of every camera
-        euler = Euler((values["rotateX"], values["rotateY"] - half_turn, values["rotateZ"]), 'XYZ')
-        difference = euler.to_matrix() - rotation
-        if max(abs(v) for row in difference for v in row) > 1e-4:
-            fail("%s at frame %d turns by %s, the scene by %s" % (path, frame, tuple(euler), rotation))
-
-
-def check_missing_program(nis):
-    """Without the program the operator stops with an error report and writes nothing."""
-    preferences = bpy.context.preferences.addons[addon_name].preferences
-    preferences.program = os.path.join(work, "no-such-reelwright")
-    try:
-        bpy.ops.export_scene.reelwright_nis(filepath=nis)
-        fail("the export went on without the program")
-    except RuntimeError as report:  # Blender raises an operator's error report
-        if "reelwright was not found" not in str(report):
-            fail("unexpected report: %s" % report)
-    finally:
-        preferences.program = reelwright
-    if os.path.exists(nis):
-        fail("a NIS file was written without the program")
-
-
-def main():
-    scene = build_scene()
-    nis = os.path.join(work, "fleet.nis")
-    script = os.path.join(work, "fleet.script")
-    for stale in (nis, script):
+def export(path=NIS, **options):
+    """Exports through the operator: (its result, the reports Blender printed)."""
+    resolved = os.path.abspath(bpy.path.abspath(path))
+    for stale in (resolved, os.path.splitext(resolved)[0] + ".script"):
         if os.path.exists(stale):
             os.remove(stale)
-    check_missing_program(nis)
-    if bpy.ops.export_scene.reelwright_nis(filepath=nis) != {'FINISHED'}:
-        fail("the export operator did not finish")
-    if "OPT_FPS" in scene.keys():
-        fail("the add-on left its lent OPT_FPS on the scene")
-    if [f for f in os.listdir(work) if f.endswith(".glb")]:
-        fail("a temporary .glb was left beside the output")
+    with tempfile.TemporaryFile("w+") as out, redirected(out):
+        try:
+            result = bpy.ops.export_scene.reelwright_nis(filepath=path, **options)
+        except RuntimeError:  # Blender raises an operator's error report
+            result = {'ERROR'}
+    if os.environ.get("SHOW"): print("\n".join(captured))
+    return result, [line for line in captured if line.startswith(("Error:", "Warning:", "Info:"))]
 
-    checked = run("check", nis, script)
-    if checked.returncode != 0:
+
+captured = []
+
+
+@contextlib.contextmanager
+def redirected(out):
+    """Blender prints reports on its own standard output: catch both streams for a while."""
+    sys.stdout.flush()
+    saved = [os.dup(1), os.dup(2)]
+    os.dup2(out.fileno(), 1), os.dup2(out.fileno(), 2)
+    try:
+        yield
+    finally:
+        sys.stdout.flush()
+        os.dup2(saved[0], 1), os.dup2(saved[1], 2)
+        out.seek(0)
+        captured[:] = out.read().splitlines()
+
+
+def scene_state(scene):
+    """What an export must leave as it was."""
+    return (scene.frame_current, sorted(a.name for a in bpy.data.actions), dict(scene.items()),
+            [(o.name, o.rotation_mode, tuple(o.location), o.animation_data and o.animation_data.action,
+              [c.mute for c in o.constraints]) for o in scene.objects])
+
+
+def curves_of(dump, name):
+    curves = {c["name"]: c["keys"] for c in dump["curves"]}
+    parts = ("translateX", "translateY", "translateZ", "rotateX", "rotateY", "rotateZ")
+    return [curves["ANIM_Root|%s_%s" % (name, part)] for part in parts]
+
+
+def active_cameras(script):
+    """(second, camera) of each cut in the script's global section."""
+    cuts, second = [], None
+    for line in script.split("\n\n")[0].splitlines():
+        if line.startswith("at "):
+            second = int(line[3:])
+        elif "cameraCut(" in line:
+            cuts.append((second, line.split('"FOLW_Root|')[1].rstrip('")')))
+    return cuts
+
+
+def check_fighter_in_picture(dump, script):
+    """At every key (every frame), the fighter is inside the picture of the camera cut to last,
+    a camera looking down its own -Z axis and turned X, then Y, then Z."""
+    fighter, cuts = curves_of(dump, "Interceptor"), active_cameras(script)
+    if [c for _, c in cuts] != ["CAM_Wide", "CAM_Chase"]:
+        return fail("cuts %s" % cuts)
+    cameras = {name: curves_of(dump, name) for _, name in cuts}
+    for index, key in enumerate(fighter[0]):
+        name = [c for second, c in cuts if second <= key["time"] + 1e-6][-1]
+        at = [curve[index]["value"] for curve in cameras[name]]
+        turn = Euler(at[3:], 'XYZ').to_matrix()
+        seen = turn.transposed() @ (Vector([c[index]["value"] for c in fighter[:3]]) - Vector(at[:3]))
+        if seen.z >= 0 or abs(seen.x / -seen.z) > HALF_WIDTH or abs(seen.y / -seen.z) > HALF_HEIGHT:
+            return fail("at %.3f s the fighter is outside %s's picture (seen at %s)" % (key["time"], name, seen))
+
+
+def check_flyby():
+    scene = flyby.build_scene()
+    scene.frame_set(scene.frame_current)  # values as Blender shows them
+    before = scene_state(scene)
+    result, reports = export()
+    if result != {'FINISHED'} or [r for r in reports if not r.startswith("Info:")]:
+        return fail("flyby export: %s %s" % (result, reports))
+    if scene_state(scene) != before:
+        fail("the export changed the scene:\n%s\n%s" % (before, scene_state(scene)))
+    if [f for f in os.listdir(work) if f.endswith((".glb", ".json"))]:
+        fail("temporary files were left beside the output")
+    checked = run("check", NIS, NIS[:-4] + ".script")
+    if checked.returncode != 0 or "warning" in checked.stdout.lower():
         fail("reelwright check: exit %d\n%s%s" % (checked.returncode, checked.stdout, checked.stderr))
-    dumped = run("dump", nis, "--json", "--keys")
-    if dumped.returncode != 0:
-        fail("reelwright dump: exit %d\n%s" % (dumped.returncode, dumped.stderr))
-    dump = json.loads(dumped.stdout)
+    dump = json.loads(run("dump", NIS, "--json", "--keys").stdout)
+    followers = {f["name"]: (f["class"], f["blueprint"]) for f in dump["followers"]}
+    if (followers.get("FOLW_Root|Interceptor"), followers.get("FOLW_Root|Mothership")) != (
+            ("Ship", "Hgn_Interceptor"), ("Ship", "Vgr_MotherShip")):
+        fail("followers %s" % followers)
+    cameras = [(c["name"], c["centerOfInterest"]) for c in dump["cameras"]]
+    if cameras != [("CAM_Wide", "FOLW_Root|Mothership"), ("CAM_Chase", "FOLW_Root|Interceptor")]:
+        fail("cameras %s" % cameras)  # CAM_Wide has no keys of its own: it must not be dropped
+    if dump["info"]["fps"] != flyby.FPS or len(curves_of(dump, "CAM_Chase")[3]) != flyby.LAST_FRAME + 1:
+        fail("not keyed at every frame: %s" % dump["info"])
+    with open(NIS[:-4] + ".script") as text:
+        script = text.read()
+    check_fighter_in_picture(dump, script)
+    if "at 9\n\tfade(1, 2)\n" not in script or "\tat 6\n\t\tattack(\"FOLW_Root|Mothership\")" not in script:
+        fail("script:\n" + script)
 
-    paths = {"Root|Fleet": "Fleet", "Root|Fleet|Ship1": "Ship1", "Root|CAM_Main": "CAM_Main"}
-    leaders = [leader["name"] for leader in dump["leaders"]]
-    if sorted(leaders) != sorted(["LEAD_Empty"] + ["LEAD_" + p for p in paths]):
-        fail("leaders %s" % leaders)
-    if len(dump["curves"]) != 1 + 7 * len(paths):
-        fail("%d curves" % len(dump["curves"]))
-    if dump["info"] != {"fps": FPS, "start": 0, "end": 3}:
-        fail("header %s" % dump["info"])
-    for path, name in paths.items():
-        check_curves(scene, dump, path, bpy.data.objects[name], name.startswith("CAM_"))
-
-    ship = next(f for f in dump["followers"] if f["name"] == "FOLW_Root|Fleet|Ship1")
-    if (ship["class"], ship["blueprint"]) != ("Frigate", "Ship1"):
-        fail("ship follower %s" % ship)
-    camera = dump["cameras"][0]
-    if (camera["name"], camera["centerOfInterest"]) != ("CAM_Main", "FOLW_Root|Fleet|Ship1"):
-        fail("camera %s" % camera)
-    with open(script) as text:
-        if 'cameraCut("FOLW_Root|CAM_Main")' not in text.read():
-            fail("the script has no camera cut")
-    print("Blender round trip: scene, NIS and script agree")
+    result, _ = export(every_frame=False)
+    dump = json.loads(run("dump", NIS, "--json", "--keys").stdout)
+    counts = [len(curves_of(dump, name)[0]) for name in ("CAM_Chase", "CAM_Wide", "Mothership")]
+    if result != {'FINISHED'} or counts != [2, 2, 2]:
+        fail("authored keys only: %s, keys %s" % (result, counts))
 
 
-try:
-    main()
-except SystemExit as stop:
-    print(stop, file=sys.stderr)
-    sys.exit(1)
+def more_markers(scene):
+    for i in range(60):
+        scene.timeline_markers.new("shake(0.%d)" % i, frame=240)
+
+
+def saved_blend(scene):
+    os.makedirs(os.path.join(work, "saved"), exist_ok=True)
+    bpy.ops.wm.save_as_mainfile(filepath=os.path.join(work, "saved", "flyby.blend"))
+
+
+def no_program(scene):
+    bpy.context.preferences.addons["reelwright"].preferences.program = os.path.join(work, "no-such-program")
+
+
+# (case, change to the flyby, output path, expected result, a text each report must include)
+CASES = [
+    ("a marker off a whole second", lambda s: setattr(s.timeline_markers["fade(1, 2)"], "frame", 285), NIS,
+     'FINISHED', ["Warning: marker 'fade(1, 2)' at frame 285 is 9.5 s", "it plays at 9 s"]),
+    ("29.97 frames per second", lambda s: setattr(s.render, "fps_base", 1.001), NIS,
+     'FINISHED', ["Warning: the file holds whole frames per second: the scene's 29.97 fps is written as 30"]),
+    ("a typed OPT_FPS", lambda s: s.__setitem__("OPT_FPS", "24"), NIS,
+     'FINISHED', ["Warning: the scene's OPT_FPS property (24 fps) is used"]),
+    ("another lens", lambda s: setattr(s.objects["CAM_Wide"].data, "lens", 50), NIS,
+     'FINISHED', ["Warning: CAM_Wide: a persp lens of 50 mm"]),
+    ("a problem of the command", lambda s: setattr(s.objects["Mothership"], "scale", (2, 2, 2)), NIS,
+     'FINISHED', ["Warning:", "scale"]),
+    ("global events past the comment", more_markers, NIS,
+     'ERROR', ["Error: the global events do not fit the model comment's 1023 bytes", "marker 'shake(0.59)'"]),
+    ("beside an unsaved .blend", lambda s: None, "//shot.nis", 'ERROR', ["Error: //shot.nis is beside the .blend"]),
+    ("beside the saved .blend", saved_blend, "//shot.nis", 'FINISHED', []),
+    ("no program", no_program, NIS, 'ERROR', ["Error: reelwright was not found"]),
+]
+
+
+def check_reports():
+    for case, change, path, expected, texts in CASES:
+        change(flyby.build_scene())
+        result, reports = export(path)
+        written = os.path.join(work, "saved", "shot.nis") if path.startswith("//") else path
+        if result != {expected} or any(not [r for r in reports if text in r] for text in texts):
+            fail("%s: %s, reports:\n  %s" % (case, result, "\n  ".join(reports)))
+        if os.path.exists(written) != (expected == 'FINISHED'):
+            fail("%s: %s %s" % (case, written, "is missing" if expected == 'FINISHED' else "was written"))
+    if os.path.exists(os.path.join("/", "shot.nis")):
+        fail("a Blender-relative path went to the root of the file system")
+
+
+check_flyby()
+check_reports()
+for failure in failures:
+    print("FAILED: " + failure, file=sys.stderr)
+sys.exit(1 if failures else 0)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # ctest entry for the Blender round trip: skips (exit 77) when Blender is not installed.
-# Usage: run_blender_test.sh [TEST.py] REELWRIGHT ADDON WORKDIR [MORE...] (blender_roundtrip.py by default)
+# Usage: run_blender_test.sh [TEST.py] REELWRIGHT ADDON_FOLDER EXAMPLES_FOLDER WORKDIR [MORE...]
+# (the test blender_roundtrip.py by default)
 set -euo pipefail
 if ! command -v blender >/dev/null 2>&1; then
   echo "SKIPPED: blender is not installed (scripts/setup-debian.sh installs it)"

@@ -1,5 +1,5 @@
-// The reelwright program as a user runs it: arguments, exit codes, what it prints, and which
-// files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
+// The reelwright program as a user runs it (export, dump, check, preview): arguments, exit codes,
+// what it prints, and which files it leaves. Each run gets a fresh scratch folder; every file in it before the run is
 // compared byte for byte afterwards.
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 
 #include "cli/StagedFiles.h"
 #include "examples/Ms3dWriter.h"
+#include "preview/PreviewPage.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -47,6 +48,16 @@ std::string ModelWithFrameRates(float fileFps, const std::string& comment) {
   return WriteMs3d(file);
 }
 
+// One keyed joint with the name, joint comment and model comment as given.
+std::string ModelWithTexts(const std::string& name, const std::string& comment, const std::string& modelComment) {
+  Ms3dFile file;
+  file.hasModelComment = true;
+  file.modelComment = modelComment;
+  file.joints.push_back({name, "", {}, {}, {{0, {}}}, {{0, {}}}});
+  file.jointComments = {{0, comment}};
+  return WriteMs3d(file);
+}
+
 // The files every run starts with: the example model, a text file posing as a model, an old NIS
 // file, NIS files and scripts for dump and check (sound, with a warning: a camera whose follower
 // was not exported, with an error, cut short, too short for a head, of another FORM type), and
@@ -65,13 +76,20 @@ std::map<std::string, std::string> BaseFiles() {
           {"cut.script", "at frame 1\n\tcameraCut(\"CAM_Main\")\n"}};
 }
 
-// Every regular file and link below dir, by relative path, with its bytes (a link: "-> target").
+// A file of that many zero bytes that takes no room on the disk, as a starting file.
+const std::string kSparse = "sparse, bytes: ";
+std::string Sparse(uint64_t size) { return kSparse + std::to_string(size); }
+
+// Every regular file and link below dir, by relative path, with its bytes (a link: "-> target";
+// a file of more than 64 MiB: Sparse(its size)).
 std::map<std::string, std::string> FilesIn(const std::string& dir) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(dir)) {
     const std::string name = entry.path().lexically_relative(dir).string();
     if (entry.is_symlink()) {
       files[name] = "-> " + fs::read_symlink(entry.path()).string();
+    } else if (entry.is_regular_file() && entry.file_size() > (1u << 26)) {
+      files[name] = Sparse(entry.file_size());
     } else if (entry.is_regular_file()) {
       files[name] = test::ReadFileBytes(entry.path().string());
     }
@@ -111,9 +129,8 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   const std::string fits = kLongFolder + "/" + std::string(50, 'a');  // 255 characters with ".nis"
   const std::string over = kLongFolder + "/" + std::string(51, 'b');  // 256 once ".nis" is added
   const std::string refused = "reelwright: ";
-  // Writes fail past 4 KiB (the signal that would end the program is ignored, as a shell's
-  // background jobs do): the example's 5,639-byte NIS file cannot be written.
-  const std::string smallDisk = "trap '' XFSZ; ulimit -f 4;";
+  // Writes fail past 4 KiB: the example's 5,639-byte NIS file cannot be written.
+  const std::string smallDisk = "ulimit -f 4;";
   const CliCase cases[] = {
       {"--version", 0, "Reelwright v0.9.0.0b\nreelwright 0.9.0\n", "", {}},
       {"--help", 0, kUsage, "", {}},
@@ -122,6 +139,14 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"export scene.ms3d --bogus", 2, "", "reelwright: error: unknown option --bogus\n" + kSeeHelp, {}},
       {"export scene.ms3d -o", 2, "", "reelwright: error: -o needs a file name\n" + kSeeHelp, {}},
       {"export a.ms3d b.ms3d", 2, "", "reelwright: error: more than one model file (a.ms3d, b.ms3d)\n" + kSeeHelp, {}},
+      // One parser for every command: "--" ends the options, "--name=value" gives a value.
+      {"export -q -o dash.nis -- -s.ms3d", 0, kSuccess, "", {"dash.nis", "dash.script"}, {{"-s.ms3d", kExample}}},
+      {"export -q -s.ms3d", 2, "", "reelwright: error: unknown option -s.ms3d\n" + kSeeHelp, {}, {{"-s.ms3d", kExample}}},
+      {"export -q --output=eq.nis scene.ms3d", 0, kSuccess, "", {"eq.nis", "eq.script"}},
+      {"export scene.ms3d --output=", 2, "", "reelwright: error: --output needs a file name\n" + kSeeHelp, {}},
+      {"export scene.ms3d --force=yes", 2, "", "reelwright: error: --force takes no value\n" + kSeeHelp, {}},
+      {"export scene.ms3d -o a.nis --output b.nis", 2, "", "reelwright: error: --output is given more than once\n" + kSeeHelp, {}},
+      {"dump -- --json", 2, "", "reelwright: --json: cannot open the file (No such file or directory)\n", {}},
       {"render scene.ms3d", 2, "", "reelwright: error: unknown command render\n" + kSeeHelp, {}},
       {"export missing.ms3d", 2, "", "reelwright: missing.ms3d: error: cannot open the file (No such file or directory)\n", {}},
       {"export .", 2, "", "reelwright: .: error: is a folder, not a file\n", {}},
@@ -137,6 +162,17 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        "file uses 24 fps\n",
        {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(25, "")}}},
       {"export fps.ms3d -q", 0, kSuccess, "", {"fps.nis", "fps.script"}, {{"fps.ms3d", ModelWithFrameRates(30, "OPT_FPS=30")}}},
+      // Texts longer than the modeller hands over are cut as it cuts them, and said so.
+      {"export long.ms3d -q", 0, kSuccess,
+       "reelwright: long.ms3d: warning: the model comment has 1024 bytes; the modeller hands over the first 1023\n"
+       "reelwright: long.ms3d: warning: joint 0 \"" + std::string(32, 'J') + "\": its name has 32 bytes; the modeller "
+       "hands over the first 31\n"
+       "reelwright: long.ms3d: warning: joint 0 \"" + std::string(32, 'J') + "\": its comment has 1024 bytes; the "
+       "modeller hands over the first 1023\n",
+       {"long.nis", "long.script"},
+       {{"long.ms3d", ModelWithTexts(std::string(32, 'J'), std::string(1024, 'c'), std::string(1024, 'm'))}}},
+      {"export long.ms3d -q", 0, kSuccess, "", {"long.nis", "long.script"},
+       {{"long.ms3d", ModelWithTexts(std::string(31, 'J'), std::string(1023, 'c'), std::string(1023, 'm'))}}},
       // Where the files go.
       {"export scene.ms3d -q -o shot", 0, kSuccess, "", {"shot.nis", "shot.script"}},  // no dot: ".nis" added
       {"export scene.ms3d -q -o shot.dat", 0, kSuccess, "", {"shot.dat", "shot.script"}},
@@ -188,10 +224,29 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump aiff.nis --json", 2, "", "reelwright: aiff.nis: offset 8: form type 'AIFF' is not 'NIS '\n", {}},
       {"dump .", 2, "", "reelwright: .: is a folder, not a file\n", {}},
       {"dump /dev/zero", 2, "", "reelwright: /dev/zero: is not a plain file\n", {}},
+      // Files past a reader's limit are refused by their size, before they are read.
+      {"dump big.nis", 2, "", "reelwright: big.nis: is larger than 4294967295 bytes, more than such a file can hold\n", {},
+       {{"big.nis", Sparse(4294967296)}}},
+      {"check good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
+       {}, {{"big.script", Sparse(1073741825)}}},
+      {"preview good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
+       {}, {{"big.script", Sparse(1073741825)}}},
       {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
+      // preview: the page beside the NIS file, with the script beside it when there is one.
+      {"preview", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + kSeeHelp, {}},
+      {"preview a.nis b.script c.nis", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + kSeeHelp, {}},
+      {"preview missing.nis", 2, "", "reelwright: missing.nis: cannot open the file (No such file or directory)\n", {}},
+      {"preview good.nis gone.script -o x.html", 2, "", "reelwright: gone.script: cannot open the file (No such file or directory)\n", {}},
+      {"preview good.nis", 2, "", refused + "good.html: error: exists; use --force to replace it\n", {}, {{"good.html", "keep"}}},
+      {"preview good.nis -o sub.d", 2, "", refused + "sub.d: error: is a folder\n", {}},
+      {"preview good.nis cut.script -f -o cut.script", 2, "", refused + "cut.script: error: is the script; the page cannot replace it\n", {}},
+      {"preview good.nis -f", 0, "preview written to good.html (script good.script)\n", "", {}, {{"good.html", "keep"}, {"good.script", "at 0\n"}}, "", {"good.html"}},
+      {"preview good.nis --force -o b.html", 0, "preview written to b.html (no script)\n", "", {"b.html"}},
+      {"preview cut.nis", 1, "preview written to cut.html (script cut.script)\n", "reelwright: cut.nis: 7 structural faults, listed in the preview\n", {"cut.html"}},
+      {"preview good.nis", 1, "", "reelwright: good.html: error: cannot be written (File too large)\n", {}, {}, "ulimit -f 100;"},
       // A failed write is an error, and a failed run leaves the old files as they were.
       {"export scene.ms3d -f -o old.nis", 1, "...ERROR: Writing the NIS file \"old.nis\" failed: cannot write to the file (File too large)\n",
        kFailure, {}, {}, smallDisk},
@@ -200,12 +255,16 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
   };
   for (const CliCase& c : cases) {
     SCOPED_TRACE("reelwright " + c.args);
+    if (c.args.rfind("preview", 0) == 0 && !PreviewLibraryPresent()) continue;  // built without three.js
     const test::ScratchDir scratch;
     std::map<std::string, std::string> before = BaseFiles();
     before.insert(c.extraFiles.begin(), c.extraFiles.end());
     for (const auto& [name, bytes] : before) {
       if (bytes.rfind("-> ", 0) == 0) {
         fs::create_symlink(bytes.substr(3), scratch.Path(name));
+      } else if (bytes.rfind(kSparse, 0) == 0) {
+        test::WriteFileBytes(scratch.Path(name), "");
+        fs::resize_file(scratch.Path(name), std::stoull(bytes.substr(kSparse.size())));
       } else {
         test::WriteFileBytes(scratch.Path(name), bytes);
       }
@@ -223,8 +282,13 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
     }
     for (const std::string& name : c.written) EXPECT_TRUE(after.count(name)) << name << " not written";
     EXPECT_EQ(after.size(), before.size() + c.written.size()) << "unexpected or temporary files left";
-    if (!c.written.empty() && c.written[0].find(".nis") != std::string::npos) {
-      EXPECT_EQ(after[c.written[0]].substr(0, 4), "FORM");
+    for (const std::string& name : c.written) {
+      if (name.find(".nis") != std::string::npos) {
+        EXPECT_EQ(after[name].substr(0, 4), "FORM") << name;
+      } else if (name.find(".html") != std::string::npos) {
+        EXPECT_EQ(after[name].rfind("<!DOCTYPE html>", 0), 0u) << name;
+        EXPECT_EQ(after[name].find("@@"), std::string::npos) << name << ": a slot left unfilled";
+      }
     }
   }
 }
@@ -245,6 +309,25 @@ TEST(Cli, LogStreamsToStdoutAndToTheLogFile) {
     if (!(log[i] == '\r' && i + 1 < log.size() && log[i + 1] == '\n')) plain += log[i];
   }
   EXPECT_EQ(outcome.out, plain + kSuccess);
+}
+
+// A run stopped by a signal removes its temporary files and ends by that signal. The run is
+// held by its own log: the test stops reading at the first bone (the NIS file is open by then),
+// and the rest of the log is far more than the pipe holds.
+TEST(Cli, StoppedRunsLeaveNoTemporaryFiles) {
+  Ms3dFile file;
+  for (int i = 0; i < 6000; ++i) file.joints.push_back({"Bone" + std::to_string(i), "", {}, {}, {{0, {}}}, {{0, {}}}});
+  const test::ScratchDir scratch;
+  test::WriteFileBytes(scratch.Path("many.ms3d"), WriteMs3d(file));
+  for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}, {"HUP", 129}}) {
+    SCOPED_TRACE(signal);
+    test::WriteFileBytes(scratch.Path("stop.sh"),
+                         std::string("set -m; mkfifo log\n'" RW_REELWRIGHT "' export many.ms3d --log many.log >log &\n") +
+                             "exec 3<log\nwhile IFS= read -r line <&3 && [[ $line != 'Got bone'* ]]; do :; done\n"
+                             "kill -" + signal + " $!\nwait $!\necho $?\nrm log\nls -A\n");
+    const Outcome outcome = test::Run(scratch.dir(), "bash stop.sh");
+    EXPECT_EQ(outcome.out, std::to_string(status) + "\nmany.ms3d\nstop.sh\n") << outcome.err;
+  }
 }
 
 // Two exports racing to one output: a file that appears after the checks is never replaced

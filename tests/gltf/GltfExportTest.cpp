@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 #include "examples/Ms3dWriter.h"
 #include "inspect/NisDocument.h"
@@ -59,7 +60,8 @@ GltfBuilder FleetGltf() {
   return g;
 }
 
-// The same scene as a MilkShape model: keys are offsets from the rest pose.
+// The same scene as a MilkShape model: keys are offsets from the rest pose, and the camera's
+// rest rotation is the glTF camera's less the half turn the export adds.
 Ms3dFile FleetMs3d() {
   Ms3dFile file;
   file.hasModelComment = true;
@@ -69,7 +71,7 @@ Ms3dFile FleetMs3d() {
                          {Key(1, zero), Key(24, {5, 0, 0}), Key(48, {10, 2, 0})}});
   file.joints.push_back({"Ship1", "Fleet", zero, {1, 2, 3}, {Key(1, zero), Key(48, {kQuarter, 0, 0})},
                          {Key(1, zero), Key(48, zero)}});
-  file.joints.push_back({"CAM_Main", "", {0, kQuarter, 0}, {0, 0, -20}, {Key(1, zero), Key(48, zero)},
+  file.joints.push_back({"CAM_Main", "", {0, -kQuarter, 0}, {0, 0, -20}, {Key(1, zero), Key(48, zero)},
                          {Key(1, zero), Key(48, {8, 0, 0})}});
   file.joints.push_back({"IG_Guide", "", zero, zero, {}, {}});
   file.jointComments = {{1, "Sob Type=Frigate"}, {2, "Center Of Interest=Ship1"}};
@@ -96,16 +98,120 @@ TEST(GltfExport, SceneAndEquivalentMs3dGiveTheSameNisAndScript) {
   }
 }
 
+using Matrix = std::array<std::array<double, 3>, 3>;
+
+// The rotation of Euler angles applied X, then Y, then Z about the parent's axes: Rz * Ry * Rx.
+Matrix EulerMatrix(double a, double b, double c) {
+  const double ca = std::cos(a), sa = std::sin(a), cb = std::cos(b), sb = std::sin(b), cc = std::cos(c),
+               sc = std::sin(c);
+  return {{{cc * cb, cc * sb * sa - sc * ca, cc * sb * ca + sc * sa},
+           {sc * cb, sc * sb * sa + cc * ca, sc * sb * ca - cc * sa},
+           {-sb, cb * sa, cb * ca}}};
+}
+
+// A camera looks down its own -Z with +Y up, after the rotation its curves hold (the preview's
+// reading). Each camera node stands 100 units from a ship at the origin; at each of its keys, the
+// exported rotation must look at the ship with the glTF camera's up.
+TEST(GltfExport, CamerasLookWhereTheGltfCameraLooks) {
+  const auto yaw = [](double degrees) { return Turn('Y', degrees * M_PI / 180); };
+  const struct {
+    const char* name;
+    json node;
+    std::vector<float> turns;                    // rotation keys at 1 s and 2 s (none: a translation key)
+    std::vector<std::array<double, 6>> looks;  // at each key: the look direction, the up direction
+  } cases[] = {
+      {"CAM_Front", {{"translation", {0, 0, 100}}, {"camera", 0}}, {}, {{0, 0, -1, 0, 1, 0}}},
+      {"CAM_Empty", {{"translation", {0, 0, 100}}}, {}, {{0, 0, -1, 0, 1, 0}}},  // no glTF camera: the same
+      {"CAM_Side", {{"translation", {100, 0, 0}}, {"rotation", yaw(90)}}, {}, {{-1, 0, 0, 0, 1, 0}}},
+      {"CAM_Rolled",
+       {{"translation", {0, 0, 100}}, {"rotation", Turn('Z', M_PI / 2)}},
+       {},
+       {{0, 0, -1, -1, 0, 0}}},
+      {"CAM_Panning", {{"translation", {0, 0, 100}}}, [&] {
+         std::vector<float> keys = yaw(0), end = yaw(30);
+         keys.insert(keys.end(), end.begin(), end.end());
+         return keys;
+       }(), {{0, 0, -1, 0, 1, 0}, {-0.5, 0, -std::sqrt(3) / 2, 0, 1, 0}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    GltfBuilder g;
+    g.doc["cameras"] = {{{"type", "perspective"}, {"perspective", {{"yfov", 0.5}, {"znear", 1}}}}};
+    g.Channel(g.Node({{"name", "Ship"}}), "translation", {1, 2}, {0, 0, 0, 0, 0, 0});
+    json node = c.node;
+    node["name"] = c.name;
+    const int camera = g.Node(node);
+    if (c.turns.empty()) {
+      g.Channel(camera, "translation", {1}, node["translation"].get<std::vector<float>>());
+    } else {
+      g.Channel(camera, "rotation", {1, 2}, c.turns);
+    }
+    test::ScratchDir scratch;
+    test::WriteFileBytes(scratch.Path("shot.glb"), g.Glb());
+    const Outcome run = Reelwright(scratch.dir(), "export shot.glb -q");
+    ASSERT_EQ(run.code, 0) << run.err;
+    NisDocument nis;
+    std::string error;
+    ASSERT_TRUE(ReadNisFile(scratch.Path("shot.nis"), nis, error)) << error;
+    const std::string prefix = std::string("ANIM_Root|") + c.name + "_rotate";
+    std::vector<const NisCurve*> rotate;
+    for (const char* axis : {"X", "Y", "Z"})
+      for (const NisCurve& curve : nis.curves)
+        if (curve.name == prefix + axis) rotate.push_back(&curve);
+    ASSERT_EQ(rotate.size(), 3u);
+    ASSERT_EQ(rotate[0]->keys.size(), c.looks.size());
+    for (size_t k = 0; k < c.looks.size(); ++k) {
+      const Matrix r = EulerMatrix(rotate[0]->keys[k].value, rotate[1]->keys[k].value, rotate[2]->keys[k].value);
+      for (int i = 0; i < 3; ++i) {
+        EXPECT_NEAR(-r[i][2], c.looks[k][i], 1e-6) << "look, key " << k << ", axis " << i;
+        EXPECT_NEAR(r[i][1], c.looks[k][3 + i], 1e-6) << "up, key " << k << ", axis " << i;
+      }
+    }
+  }
+}
+
+// One keyed node (its JSON as given) under extras for the scene and the asset, as a .glb.
+std::string ShipGlb(json node, json sceneExtras = nullptr, json assetExtras = nullptr) {
+  GltfBuilder g;
+  if (!sceneExtras.is_null()) g.doc["scenes"][0]["extras"] = sceneExtras;
+  if (!assetExtras.is_null()) g.doc["asset"]["extras"] = assetExtras;
+  g.Channel(g.Node(std::move(node)), "translation", {1, 2}, {0, 0, 0, 1, 0, 0});
+  return g.Glb();
+}
+
 // What a user sees for each glTF command line: exit code, stderr (exact, or "..." and its start),
 // and the files it leaves besides the inputs.
 TEST(GltfExport, CommandLinesOnGltfScenes) {
   const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
+  const std::string name31(31, 'N'), text1023(1023, 'c'), cyrillic32 = "\xD0\x9A\xD0\xBE\xD1\x80" + std::string(26, 'a');
+  const std::string limits = "; the modeller's ";
   const struct {
     std::string args;
     int code;
     std::string err;
     std::vector<std::string> written;
+    std::map<std::string, std::string> files = {};  // more inputs
   } cases[] = {
+      // The modeller's buffers: names of 31 bytes and comments of 1023 pass whole, longer are refused.
+      {"export x.glb -q -o shot", 0, "", {"shot.nis", "shot.script"},
+       {{"x.glb", ShipGlb({{"name", name31}, {"extras", {{"comment", text1023}}}}, {{"comment", text1023}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"" + name31 + "N\": its name is 32 bytes long" +
+       limits + "names hold at most 31\n", {}, {{"x.glb", ShipGlb({{"name", name31 + "N"}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"\\xD0\\x9A\\xD0\\xBE\\xD1\\x80" +
+       std::string(26, 'a') + "\": its name is 32 bytes long" + limits + "names hold at most 31\n", {},
+       {{"x.glb", ShipGlb({{"name", cyrillic32}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"Ship\": its properties make a comment of 1024 "
+       "bytes" + limits + "comments hold at most 1023\n", {},
+       {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"comment", text1023 + "c"}}}})}}},
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: scene 0: its properties and the asset's make a model "
+       "comment of 1025 bytes" + limits + "comments hold at most 1023\n", {},
+       {{"x.glb", ShipGlb({{"name", "Ship"}}, {{"comment", text1023.substr(9)}}, {{"comment", "OPT_FPS=24"}})}}},
+      // A Key=Value line with a line break would set options of its own; free text may span lines.
+      {"export x.glb -q -o shot", 2, "reelwright: x.glb: error: node 0 \"Ship\": property \"Note\" holds a line break "
+       "in its value; only \"comment\" may span lines\n", {},
+       {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"Note", "x\nSob Type=Mothership"}}}})}}},
+      {"export x.glb -q -o shot", 0, "", {"shot.nis", "shot.script"},
+       {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"comment", "two\r\nlines"}}}})}}},
       {"export scene.glb -q -o shot", 0, "", {"shot.nis", "shot.script"}},
       {"export scene.glb --animation Walk -o shot", 2,
        "reelwright: scene.glb: error: no animation is named \"Walk\" (the file has \"Take\")\n", {}},
@@ -125,7 +231,8 @@ TEST(GltfExport, CommandLinesOnGltfScenes) {
     external.doc["buffers"] = {{{"byteLength", 8}, {"uri", "missing.bin"}}};
     test::WriteFileBytes(scratch.Path("ext.gltf"), external.Gltf());
     test::WriteFileBytes(scratch.Path("bad.GLTF"), "{\"asset\": ");
-    const size_t inputs = 4;
+    for (const auto& [name, bytes] : c.files) test::WriteFileBytes(scratch.Path(name), bytes);
+    const size_t inputs = 4 + c.files.size();
 
     const Outcome run = Reelwright(scratch.dir(), c.args);
     EXPECT_EQ(run.code, c.code);
@@ -144,16 +251,6 @@ TEST(GltfExport, CommandLinesOnGltfScenes) {
 
 // --- Cross-check with assimp's glTF conversions of the sample models ---
 
-using Matrix = std::array<std::array<double, 3>, 3>;
-
-// The rotation of Euler angles applied X, then Y, then Z about the parent's axes: Rz * Ry * Rx.
-Matrix EulerMatrix(double a, double b, double c) {
-  const double ca = std::cos(a), sa = std::sin(a), cb = std::cos(b), sb = std::sin(b), cc = std::cos(c),
-               sc = std::sin(c);
-  return {{{cc * cb, cc * sb * sa - sc * ca, cc * sb * ca + sc * sa},
-           {sc * cb, sc * sb * sa + cc * ca, sc * sb * ca - cc * sa},
-           {-sb, cb * sa, cb * ca}}};
-}
 Matrix Product(const Matrix& a, const Matrix& b) {
   Matrix m{};
   for (int r = 0; r < 3; ++r)

@@ -103,10 +103,10 @@ const MappingCase kMappings[] = {
      "Fleet<> (0 0 0)(0 0 0)\nShip<Fleet> (0 0 0)(0 0 0)\nCAM_Main<> (0 0 0)(0 0 0)\n", ""},
     {"NameIsKeptWholeAndAMissingOneIsMadeFromTheIndex",
      [](GltfBuilder& g) {
-       const int top = g.Node({{"name", std::string(40, 'n')}});
+       const int top = g.Node({{"name", std::string(31, 'n')}});
        g.Node(json::object(), top);
      },
-     std::string(40, 'n') + "<> (0 0 0)(0 0 0)\nNode1<" + std::string(40, 'n') + "> (0 0 0)(0 0 0)\n",
+     std::string(31, 'n') + "<> (0 0 0)(0 0 0)\nNode1<" + std::string(31, 'n') + "> (0 0 0)(0 0 0)\n",
      "s.gltf: warning: node 1: has no name; it is called \"Node1\"\n"},
     {"RestPoseFromTranslationAndRotation",
      [](GltfBuilder& g) {

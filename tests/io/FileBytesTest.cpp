@@ -35,6 +35,8 @@ TEST_P(FileBytesTest, ReadsWholeOrSaysWhy) {
   EXPECT_EQ(error, c.error);
   if (*c.error == 0) {
     EXPECT_TRUE(bytes == pattern) << bytes.size() << " bytes read of " << pattern.size();
+  } else {
+    EXPECT_EQ(bytes.size(), 0u) << "read before it was refused";
   }
 }
 
@@ -44,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ReadCase{"AtTheCap", 10, 10, ""},
                       ReadCase{"OneOverTheCap", 11, 10, "is larger than 10 bytes, more than such a file can hold"},
                       ReadCase{"LargerThanOneRead", 300000, 300000, ""},
-                      // Past the cap the size is not trusted: the read grows in steps and stops one byte over.
+                      // Past the cap the file is refused by its size, before it is read.
                       ReadCase{"FarOverTheCap", 300000, 100000,
                                "is larger than 100000 bytes, more than such a file can hold"},
                       ReadCase{"Missing", kNoFile, 10, "cannot open the file (No such file or directory)"},

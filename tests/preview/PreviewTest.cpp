@@ -1,5 +1,5 @@
-// `reelwright preview`: the command as a user runs it, and the page it writes, opened in headless
-// chromium. The page's own numbers are read back through its window.reelwrightPreview interface
+// The page `reelwright preview` writes, opened in headless chromium (the command's arguments,
+// messages and files are in the command-line tests). The page's own numbers are read back through its window.reelwrightPreview interface
 // and compared with values worked out here from the model.
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -465,63 +465,6 @@ TEST_P(SampleExport, PagePlacesEveryFollower) {
 INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
                          ::testing::Values("bonesgroup", "hog", "model", "mrbox", "ninja", "skeleton"),
                          [](const ::testing::TestParamInfo<const char*>& sample) { return std::string(sample.param); });
-
-// The command: arguments, exit codes, messages, and what it leaves, without a browser.
-TEST(PreviewCommand, ArgumentsExitCodesAndFiles) {
-  if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
-  test::ScratchDir scratch;
-  const std::string nis = BuildNis({{"Root|Base", {}, {1, 1, 1, 0, 0, 0}}}, {});
-  const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
-  const struct {
-    std::string args;
-    int code;
-    std::string out, err;
-    std::string written;  // the page it writes, or ""
-  } cases[] = {
-      {"preview", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + seeHelp, ""},
-      {"preview a.nis b.script c.nis", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + seeHelp, ""},
-      {"preview a.nis -o", 2, "", "reelwright: error: -o needs a file name\n" + seeHelp, ""},
-      {"preview a.nis --bogus", 2, "", "reelwright: error: unknown option --bogus\n" + seeHelp, ""},
-      {"preview missing.nis", 2, "", "reelwright: missing.nis: cannot open the file (No such file or directory)\n", ""},
-      {"preview text.nis", 2, "", "reelwright: text.nis: offset 0: found 'NOT ' where a NIS file has 'FORM'\n", ""},
-      {"preview a.nis", 2, "", "reelwright: a.html: error: exists; use --force to replace it\n", ""},
-      {"preview a.nis -o sub.d", 2, "", "reelwright: sub.d: error: is a folder\n", ""},
-      {"preview a.nis -f -o a.script", 2, "", "reelwright: a.script: error: is the script; the page cannot replace it\n", ""},
-      {"preview a.nis gone.script -o x.html", 2, "",
-       "reelwright: gone.script: cannot open the file (No such file or directory)\n", ""},
-      {"preview a.nis -f", 0, "preview written to a.html (script a.script)\n", "", "a.html"},
-      {"preview a.nis --force -o b.html", 0, "preview written to b.html (script a.script)\n", "", "b.html"},
-      {"preview bare.nis", 0, "preview written to bare.html (no script)\n", "", "bare.html"},
-      {"preview cut.nis", 1, "preview written to cut.html (no script)\n",
-       "reelwright: cut.nis: 3 structural faults, listed in the preview\n", "cut.html"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.args);
-    std::filesystem::remove_all(scratch.dir());
-    std::filesystem::create_directories(scratch.Path("sub.d"));
-    for (const char* name : {"a.nis", "bare.nis"}) test::WriteFileBytes(scratch.Path(name), nis);
-    test::WriteFileBytes(scratch.Path("cut.nis"), nis.substr(0, nis.size() - 10));
-    test::WriteFileBytes(scratch.Path("text.nis"), "NOT A NIS FILE");
-    test::WriteFileBytes(scratch.Path("a.script"), "at 0\n\tfade(1)\n");
-    test::WriteFileBytes(scratch.Path("a.html"), "keep");
-    const Outcome run = Reelwright(scratch.dir(), c.args);
-    EXPECT_EQ(run.code, c.code);
-    EXPECT_EQ(run.out, c.out);
-    EXPECT_EQ(run.err, c.err);
-    if (c.written != "a.html") {
-      EXPECT_EQ(test::ReadFileBytes(scratch.Path("a.html")), "keep");
-    }
-    for (const char* name : {"b.html", "bare.html", "cut.html", "x.html"}) {
-      EXPECT_EQ(test::FileExists(scratch.Path(name)), c.written == name) << name;
-    }
-    if (c.written.empty()) continue;
-    const std::string page = test::ReadFileBytes(scratch.Path(c.written));
-    EXPECT_EQ(page.rfind("<!DOCTYPE html>", 0), 0u);
-    for (const char* slot : {"@@TITLE@@", "@@SCENE_JSON@@", "@@SCRIPT_BASE64@@", "@@THREE_JS@@", "@@PREVIEW_JS@@"})
-      EXPECT_EQ(page.find(slot), std::string::npos) << slot << " was left unfilled";
-    EXPECT_EQ(page.find("src=\"http"), std::string::npos) << "the page must not load anything";
-  }
-}
 
 }  // namespace
 }  // namespace rw

@@ -9,7 +9,6 @@ import json
 import math
 import os
 import re
-import shutil
 import subprocess
 
 import bpy
@@ -17,13 +16,12 @@ from bpy.props import StringProperty
 from bpy_extras.io_utils import ImportHelper
 from mathutils import Matrix, Quaternion, Vector
 
+from . import scene_rules as rules
+from .export_nis import program_path
+
 # The exporter reads bone names into 32-byte buffers: 31 bytes and the terminator.
 NAME_BYTES = 31
-CAMERA_PREFIX = "CAM_"
-IGNORED_PREFIX = "IG_"
 FOLLOWER_PREFIX = "FOLW_"
-# A bone comment holds 1,023 bytes; events beyond it would be lost in the export.
-COMMENT_BYTES = 1023
 EMPTY_CURVE = "ANIM_Empty"
 # The file is Y up, Blender Z up: a file vector (x, y, z) is Blender's (x, -z, y).
 Y_UP_TO_Z_UP = Matrix(((1, 0, 0), (0, 0, -1), (0, 1, 0))).to_4x4()
@@ -42,18 +40,6 @@ INFINITY_CONSTANT, INFINITY_LINEAR = 0, 1
 
 class ImportProblem(Exception):
     """A reason to stop the import, shown as Blender's error report."""
-
-
-def find_program(context):
-    """The reelwright command named in the export add-on's preferences, or on PATH."""
-    name = "reelwright"
-    for addon in context.preferences.addons:
-        preferences = getattr(addon, "preferences", None)
-        if preferences is not None and getattr(preferences, "program", ""):
-            name = preferences.program
-            break
-    name = bpy.path.abspath(name) if os.sep in name else name
-    return shutil.which(name) or (name if os.path.isfile(name) else None)
 
 
 def run_dump(program, *words):
@@ -84,9 +70,9 @@ class Names:
         self.shortened = 0
 
     def make(self, wanted, camera, keep_prefix=False):
-        if camera and not wanted.startswith(CAMERA_PREFIX):
-            wanted = CAMERA_PREFIX + wanted
-        elif not camera and not keep_prefix and wanted.startswith((CAMERA_PREFIX, IGNORED_PREFIX)):
+        if camera and not wanted.startswith(rules.CAMERA_PREFIX):
+            wanted = rules.CAMERA_PREFIX + wanted
+        elif not camera and not keep_prefix and wanted.startswith((rules.CAMERA_PREFIX, rules.IGNORED_PREFIX)):
             wanted = "_" + wanted
         name, number = cut_to_bytes(wanted, NAME_BYTES), 1
         while name in self.taken or not name:
@@ -342,7 +328,7 @@ class SceneBuilder:
             spline.order_u = max(2, min(6, int(record["degree"]) + 1))
             spline.use_endpoint_u = record.get("form") == 1
             spline.use_cyclic_u = record.get("form") == 3
-            obj = bpy.data.objects.new(self.names.make(IGNORED_PREFIX + data.name, False, keep_prefix=True), data)
+            obj = bpy.data.objects.new(self.names.make(rules.IGNORED_PREFIX + data.name, False, keep_prefix=True), data)
             self.collection.objects.link(obj)
             obj["NIS Name"] = record["name"]
             self.count["paths"] += 1
@@ -545,14 +531,26 @@ class SceneBuilder:
                     self.count["events"] -= 1
                     continue
                 object_events.setdefault(obj, []).append(event)
-        overflow = store_events(self.scene, [e for _, e, _ in scene_events])
-        for frame, _, call in scene_events[len(scene_events) - overflow:]:
-            marker = self.scene.timeline_markers.new(call, frame=frame)
-            if marker.name != call:  # Blender cuts a marker's name at 63 bytes
-                self.unmapped.append("the event %s at frame %d is too long for a marker (kept in the text %s)"
-                                     % (call, frame, text_name))
+        # The export writes the global events, camera cuts among them, into one comment of
+        # 1,023 bytes; the typed events that do not fit stay as markers named as the call, which
+        # the export names when it refuses them.
+        cuts = [rules.event_text(int(m.frame / self.fps), "cameraCut", '"%s"' % m.camera.name)
+                for m in self.scene.timeline_markers if m.camera is not None]
+        merged = sorted([(int(rules.leading_number(e)), 1, e) for _, e, _ in scene_events] +
+                        [(int(rules.leading_number(e)), 0, e) for e in cuts])
+        base = dict(rules.plain_properties(self.scene), **{rules.FPS_OPTION: self.fps})
+        left = {e for _, _, e in merged[len(merged) - rules.events_left_over(base, [e for _, _, e in merged]):]}
+        rules.write_events(self.scene, [e for _, e, _ in scene_events if e not in left])
+        for frame, event, call in scene_events:
+            if event in left and self.scene.timeline_markers.new(call, frame=frame).name != call:
+                self.unmapped.append("the event %s is too long for a marker's name" % call)  # cut at 63 bytes
+        if left:
+            self.unmapped.append("%d global events do not fit the 1,023 bytes of the scene's comment: they are "
+                                 "markers named as the call, which the export refuses until some are taken out "
+                                 "(all are in the text %s)" % (len(left), text_name))
         for obj, texts in object_events.items():
-            left = store_events(obj, texts)
+            left = rules.events_left_over(rules.plain_properties(obj), texts)
+            rules.write_events(obj, texts[:len(texts) - left])
             if left:
                 self.unmapped.append("%s: %d events do not fit its comment (kept in the text %s)"
                                      % (obj.name, left, text_name))
@@ -562,32 +560,6 @@ class SceneBuilder:
         text = ("Imported %d objects (%d cameras), %d curves, %d objects keyed at every frame, %d events"
                 % (c["objects"], c["cameras"], c["curves"], c["sampled"], c["events"]))
         return text + (", %d motion paths drawn" % c["paths"] if c["paths"] else "")
-
-
-def comment_bytes(holder):
-    """Bytes of the comment that the export makes of the holder's properties (Key=Value lines),
-    with room for the frame rate line that the export may lend the scene."""
-    lines = ["%s=%s\n" % (key, value) for key, value in holder.items() if isinstance(value, (str, int, float))]
-    return len("".join(lines).encode("utf-8")) + len("OPT_FPS=120\n")
-
-
-def store_events(holder, events):
-    """The events as the panel's custom properties (Num Events, Event0, ...), as many as the
-    comment of 1,023 bytes holds beside the holder's other properties; returns how many were
-    left over."""
-    used = comment_bytes(holder)
-    kept = []
-    for event in events:
-        line = len(("Event%d=%s\n" % (len(kept), event)).encode("utf-8"))
-        if used + line + len("Num Events=999\n") > COMMENT_BYTES:
-            break
-        used += line
-        kept.append(event)
-    if kept:
-        holder["Num Events"] = len(kept)
-        for index, event in enumerate(kept):
-            holder["Event%d" % index] = event
-    return len(events) - len(kept)
 
 
 CALL = re.compile(r'^([A-Za-z_][A-Za-z0-9_]*)\s*\((.*)\)\s*;?$')
@@ -645,7 +617,7 @@ class ImportNis(bpy.types.Operator, ImportHelper):
     filter_glob: StringProperty(default="*.nis", options={'HIDDEN'})
 
     def execute(self, context):
-        program = find_program(context)
+        program = program_path(context)
         if not program:
             self.report({'ERROR'}, "reelwright was not found: name the program in the add-on's preferences")
             return {'CANCELLED'}
