@@ -7,6 +7,7 @@
 #include "inspect/Check.h"
 #include "inspect/Dump.h"
 #include "inspect/NisDocument.h"
+#include "inspect/SceneDump.h"
 #include "io/FileBytes.h"
 
 namespace rw {
@@ -24,17 +25,24 @@ bool ReadOrReport(const std::string& path, NisDocument& doc, std::ostream& err) 
 
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   DumpOptions options;
-  bool json = false;
+  bool json = false, frames = false;
   std::vector<std::string> files;
   ArgParser parser;
   parser.Flag(nullptr, "--json", json);
   parser.Flag(nullptr, "--keys", options.keys);
+  parser.Flag(nullptr, "--frames", frames);
   const std::string problem = parser.Parse(args, files);
   if (!problem.empty()) return UsageError(err, problem);
-  if (files.size() != 1) return UsageError(err, "dump needs one NIS file");
+  if (files.empty() || (files.size() > 1 && !frames)) return UsageError(err, "dump needs one NIS file");
   NisDocument doc;
   if (!ReadOrReport(files[0], doc, err)) return kExitUsage;
-  if (json) {
+  if (frames) {
+    std::string unknown;
+    const std::vector<std::string> names(files.begin() + 1, files.end());
+    if (!WriteFramesJson(ReadScene(doc), names, out, unknown)) {
+      return UsageError(err, "no follower is named " + QuoteText(unknown));
+    }
+  } else if (json) {
     WriteDumpJson(doc, options, out);
   } else {
     WriteDumpText(doc, options, out);
