@@ -22,7 +22,6 @@ from .export_nis import program_path
 # The exporter reads bone names into 32-byte buffers: 31 bytes and the terminator.
 NAME_BYTES = 31
 FOLLOWER_PREFIX = "FOLW_"
-EMPTY_CURVE = "ANIM_Empty"
 # The file is Y up, Blender Z up: a file vector (x, y, z) is Blender's (x, -z, y).
 Y_UP_TO_Z_UP = Matrix(((1, 0, 0), (0, 0, -1), (0, 1, 0))).to_4x4()
 Z_UP_TO_Y_UP = Y_UP_TO_Z_UP.transposed()
@@ -32,10 +31,13 @@ BLENDER_AXIS_LETTER = "XYZ"
 # A Blender camera looks down its local -Z; after the axis change a file camera, which looks down
 # its own -Z too, needs its local frame turned a quarter turn about X.
 CAMERA_TURN = Matrix.Rotation(math.pi / 2, 4, 'X')
-CLASS_DRAW = {"Ship": 'ARROWS', "Salvage": 'ARROWS', "Effect": 'SPHERE', "camera_target": 'CUBE'}
+KIND_DRAW = {"ship": 'ARROWS', "effect": 'SPHERE', "target": 'CUBE'}
+PLACEHOLDER_FOLLOWER = "FOLW_Empty"
+SLOT_FIELDS = ("translateXCurve", "translateYCurve", "translateZCurve", "rotateXCurve", "rotateYCurve", "rotateZCurve")
 # Class numbers of the older record layout: 0 is a ship, 11 cameras, views and helper nodes.
 OLDER_CLASSES = {0: "Ship", 11: "camera"}
 INFINITY_CONSTANT, INFINITY_LINEAR = 0, 1
+VERTICAL_TANGENT = 1e-9
 
 
 class ImportProblem(Exception):
@@ -92,17 +94,13 @@ def name_path(follower_name):
     return follower_name.split("|")
 
 
-def path_parent(follower_name):
-    parts = follower_name.split("|")
-    return "|".join(parts[:-1]) if len(parts) > 1 else None
-
-
 # ---- Curves --------------------------------------------------------------------------------------
 
 def tangent_slope(tangent):
-    """Value per second of a (seconds, value) tangent; a vertical one counts as flat."""
+    """Value per second of a (seconds, value) tangent; a vertical one (two keys at one time) has
+    no finite slope and counts as flat."""
     x, y = float(tangent[0]), float(tangent[1])
-    return y / x if x != 0 else 0.0
+    return y / x if abs(x) >= VERTICAL_TANGENT else 0.0
 
 
 def curve_points(curve, fps, sign):
@@ -130,6 +128,10 @@ def curve_points(curve, fps, sign):
         after = times[i + 1] - times[i] if i < n - 1 else before
         before, after = before or 1.0, after or 1.0
         m_in, m_out = tangent_slope(key["inTangent"]), tangent_slope(key["outTangent"])
+        # Beyond the ends the curve goes on along the end key's inner side; a lone key holds.
+        m_in, m_out = (m_out if i == 0 else m_in), (m_in if i == n - 1 else m_out)
+        if n == 1:
+            m_in = m_out = 0.0
         left.append(((times[i] - before / 3) * fps, values[i] - sign * m_in * before / 3))
         right.append(((times[i] + after / 3) * fps, values[i] + sign * m_out * after / 3))
     return [t * fps for t in times], values, left, right
@@ -160,7 +162,7 @@ def add_curve(action, path, index, group, curve, fps, sign, scene_range):
     fcurve = action.fcurves.new(path, index=index, action_group=group)
     frames, values, left, right = curve_points(curve, fps, sign)
     pre, post = curve.get("preInfinity", 0), curve.get("postInfinity", 0)
-    linear = INFINITY_LINEAR in (pre, post)
+    linear = INFINITY_LINEAR in (pre, post) and len(frames) > 1
     first, last = scene_range
     straight = {}  # key index -> interpolation of the stretch behind it
     if linear and frames[0] > first:
@@ -190,11 +192,10 @@ def add_constant(action, path, index, group, value, frame):
     return fcurve
 
 
-def blender_rotation_mode(order):
-    """The file's order text is read backwards (" ZYX" turns about X, then Y, then Z, about the
-    parent's axes, as Blender's XYZ does); after the axis change file Y is Blender Z."""
-    letters = (order or " ZYX").strip()[::-1]
-    return "".join(BLENDER_AXIS_LETTER[AXIS_IN_BLENDER[a][0]] for a in letters)
+def blender_rotation_mode(turn_order):
+    """Blender's Euler mode for the file's turn order ("XYZ": X turns first, then Y, then Z,
+    about the parent's axes, as Blender's XYZ does): after the axis change file Y is Blender Z."""
+    return "".join(BLENDER_AXIS_LETTER[AXIS_IN_BLENDER[a][0]] for a in turn_order)
 
 
 def file_to_blender_matrix(position, quaternion, camera):
@@ -208,42 +209,28 @@ def file_to_blender_matrix(position, quaternion, camera):
 # ---- The scene -----------------------------------------------------------------------------------
 
 class SceneBuilder:
+    """Builds the Blender scene from the dump: `scene` says what each record is and where it
+    stands, the records give names, classes, curves and lenses."""
+
     def __init__(self, context, dump, filepath, program):
         self.context, self.dump, self.filepath, self.program = context, dump, filepath, program
         self.scene = context.scene
+        self.reading = dump["scene"]
         self.curves = {c["name"]: c for c in dump["curves"]}
-        self.leaders = {l["name"]: l for l in dump["leaders"]}
-        self.followers = {f["name"]: f for f in dump["followers"] if f["name"] != "FOLW_Empty"}
-        self.cameras = {c["followerName"]: c for c in dump["cameras"]}
-        self.scene_info = dump.get("scene") or {}
+        self.records = {f["name"]: f for f in dump["followers"]}
+        self.leader_records = dump["leaders"]
         self.names = Names()
-        self.objects = {}  # follower name -> Blender object
+        self.objects = []  # Blender object of each scene follower (None for the placeholder)
         self.count = {"objects": 0, "cameras": 0, "curves": 0, "sampled": 0, "events": 0, "paths": 0}
         self.unmapped = []
 
-    # The frame rate and the range: INFO's numbers are frames in the game's files and whole
-    # seconds in ours; the scene reading says which.
     def set_time(self):
-        info = self.dump.get("info") or {}
-        self.fps = int(info.get("fps") or 0) or 30
+        """The frame rate, and the playback range in frames (INFO's range, on to the last key)."""
+        self.fps = int(self.reading["fps"])
         self.scene.render.fps, self.scene.render.fps_base = self.fps, 1.0
-        playback = self.scene_info.get("playback")
-        if playback:
-            first, last = playback.get("firstFrame", 0), playback.get("lastFrame", 0)
-        else:
-            first, last = info.get("start", 0), info.get("end", 0)
-            if self.info_in_seconds(info):
-                first, last = first * self.fps, last * self.fps
-        self.range = (int(first), max(int(last), int(first) + 1))
+        first, last = int(self.reading["firstFrame"]), int(self.reading["lastFrame"])
+        self.range = (first, max(last, first + 1))
         self.scene.frame_start, self.scene.frame_end = self.range
-
-    def info_in_seconds(self, info):
-        unit = self.scene_info.get("infoUnit")
-        if unit:
-            return unit == "seconds"
-        # Our exporter's placeholder curve runs from 0 to INFO's end in seconds.
-        empty = self.curves.get(EMPTY_CURVE)
-        return bool(empty and empty["keys"] and empty["keys"][-1]["time"] == info.get("end"))
 
     def make_collection(self):
         title = os.path.splitext(os.path.basename(self.filepath))[0]
@@ -251,56 +238,54 @@ class SceneBuilder:
         self.scene.collection.children.link(self.collection)
 
     def make_objects(self):
-        """Objects for every follower, parents before children (by the name path)."""
-        for name in sorted(self.followers, key=lambda n: n.count("|")):
-            follower = self.followers[name]
-            camera = self.cameras.get(name)
-            wanted = (camera["name"] if camera else name_path(name)[-1]) or "Follower"
-            object_name = self.names.make(wanted, camera is not None)
-            if camera:
-                data = bpy.data.cameras.new(object_name)
-                self.set_lens(data, camera)
+        """An object for every follower but the exporter's placeholder, parents before children."""
+        followers = self.reading["followers"]
+        cameras = self.reading["cameras"]
+        camera_of = {c["follower"]: c for c in cameras if c["follower"] is not None}
+        self.objects = [None] * len(followers)
+        depth = lambda i: 0 if followers[i]["parent"] is None else 1 + depth(followers[i]["parent"])
+        for index in sorted(range(len(followers)), key=depth):
+            follower = followers[index]
+            if follower["name"] == PLACEHOLDER_FOLLOWER:
+                continue
+            record = self.records.get(follower["name"], {})
+            camera = camera_of.get(index)
+            is_camera = follower["kind"] == "camera" and (camera is not None or not record)
+            wanted = camera["name"] if camera else follower["namePath"].split("|")[-1]
+            name = self.names.make(wanted or "Follower", is_camera)
+            obj = bpy.data.objects.new(name, bpy.data.cameras.new(name) if is_camera else None)
+            if is_camera:
+                if camera:
+                    self.set_lens(obj.data, self.dump["cameras"][cameras.index(camera)])
+                    obj["NIS Camera"] = camera["name"]
                 self.count["cameras"] += 1
             else:
-                data = None
-            obj = bpy.data.objects.new(object_name, data)
-            if data is None:
-                obj.empty_display_type = CLASS_DRAW.get(self.class_of(follower), 'PLAIN_AXES')
+                obj.empty_display_type = KIND_DRAW.get(follower["kind"], 'PLAIN_AXES')
+                if self.class_of(record):
+                    obj["Sob Type"] = self.class_of(record)
             self.collection.objects.link(obj)
-            obj["NIS Name"] = name
-            if camera:
-                obj["NIS Camera"] = camera["name"]
-            cls = self.class_of(follower)
-            if cls and not camera:
-                obj["Sob Type"] = cls
-            if follower.get("blueprint"):
-                obj["Sob Name"] = follower["blueprint"]
-            parent = self.objects.get(self.parent_name(name))
+            obj["NIS Name"] = follower["name"]
+            if record.get("blueprint"):
+                obj["Sob Name"] = record["blueprint"]
+            parent = self.objects[follower["parent"]] if follower["parent"] is not None else None
             if parent is not None:
                 obj.parent = parent
                 # A child of a camera is placed in the file's frame, not the camera's turned one.
                 if parent.type == 'CAMERA':
                     obj.matrix_parent_inverse = CAMERA_TURN.inverted()
-            self.objects[name] = obj
+            self.objects[index] = obj
             self.count["objects"] += 1
-        for name, camera in self.cameras.items():
-            if name not in self.followers:
-                self.unmapped.append("camera %s: its follower %s is not in the file" % (camera["name"], name))
-            elif camera.get("centerOfInterest") in self.objects:
-                self.objects[name]["Center Of Interest"] = self.objects[camera["centerOfInterest"]].name
-
-    def parent_name(self, name):
-        parents = self.scene_info.get("parents")
-        if parents is not None:
-            return parents.get(name)
-        parent = path_parent(name)
-        return parent if parent in self.followers else None
+        for camera in cameras:
+            if camera["follower"] is None:
+                self.unmapped.append("camera %s: its follower is not in the file" % camera["name"])
+            elif camera["centerOfInterest"] is not None and self.objects[camera["centerOfInterest"]]:
+                self.objects[camera["follower"]]["Center Of Interest"] = self.objects[camera["centerOfInterest"]].name
 
     @staticmethod
-    def class_of(follower):
-        if follower.get("class") is not None:
-            return follower["class"]
-        number = follower.get("classNumber")
+    def class_of(record):
+        if record.get("class") is not None:
+            return record["class"]
+        number = record.get("classNumber")
         return OLDER_CLASSES.get(number, str(number)) if number is not None else ""
 
     def set_lens(self, data, camera):
@@ -333,60 +318,63 @@ class SceneBuilder:
             obj["NIS Name"] = record["name"]
             self.count["paths"] += 1
 
-    # ---- Motion: curves where the follower's motion is one record's curves, samples otherwise.
-    def slots(self, record, fields, starts):
-        """Each of six slots: ("curve", curve) for a curve with keys, ("static", value) otherwise."""
+    # ---- Motion: F-curves where one record's curves place the follower, keys at every frame
+    # from the reference evaluation otherwise.
+    def slot_values(self, record, slots, stored):
+        """Each of six slots: ("curve", curve) where it names a curve with keys, ("static", value)
+        where the record's stored value holds."""
         result = []
-        for field, start in zip(fields, starts):
-            curve = self.curves.get(record.get(field) or "")
-            if curve and curve["keys"] and curve["name"] != EMPTY_CURVE:
-                result.append(("curve", curve))
-            else:
-                result.append(("static", float(start)))
+        for field, word, value in zip(SLOT_FIELDS, slots, stored):
+            curve = self.curves.get(record.get(field) or "") if word == "curve" else None
+            result.append(("curve", curve) if curve and curve["keys"] else ("static", float(value)))
         return result
 
-    def motion_source(self, name):
-        """The six slots and rotation order that alone place the follower, or None when its
-        motion needs the reference evaluation (a path, a rig, leader and own motion together)."""
-        follower = self.followers[name]
-        fields = ["translateXCurve", "translateYCurve", "translateZCurve",
-                  "rotateXCurve", "rotateYCurve", "rotateZCurve"]
-        own = self.slots(follower, fields, follower.get("numbers") or [0] * 6)
-        own_still = all(kind == "static" and value == 0 for kind, value in own)
-        leader = self.leaders.get(follower.get("leaderName") or "")
-        rigs = self.scene_info.get("rigs") or {}
-        if name in rigs or (leader and leader.get("pathName")):
+    def motion_source(self, index):
+        """(six slots, turn order) that alone place the follower relative to its parent, or None
+        when its motion needs the reference evaluation: a motion path, a look-at rig, a leader
+        and motion of its own together, a Crannnberry object."""
+        follower = self.reading["followers"][index]
+        record = self.records.get(follower["name"])
+        if record is None or follower["aimAt"] is not None:
             return None
-        if leader is None:
-            return own, follower.get("rotationOrder")
-        if not own_still:
+        own = self.slot_values(record, follower["slots"], record.get("numbers") or [0] * 6)
+        if follower["leader"] is None:
+            return own, follower["turnOrder"]
+        leader = self.reading["leaders"][follower["leader"]]
+        if leader["motionPath"] is not None and leader["motionPath"]["usable"]:
             return None
-        starts = list(leader["startPosition"]) + list(leader["startRotation"])
-        return self.slots(leader, fields, starts), leader.get("rotationOrder")
+        if any(kind == "curve" and any(k["value"] for k in value["keys"]) or kind == "static" and value
+               for kind, value in own):
+            return None
+        lead = self.leader_records[follower["leader"]]
+        stored = list(lead["startPosition"]) + list(lead["startRotation"])
+        return self.slot_values(lead, leader["slots"], stored), leader["turnOrder"]
 
     def animate(self):
         sampled = []
         wm = self.context.window_manager
         wm.progress_begin(0, max(1, len(self.objects)))
-        for step, (name, obj) in enumerate(self.objects.items()):
-            wm.progress_update(step)
-            source = self.motion_source(name)
-            order_ok = source is not None and (obj.type != 'CAMERA' or blender_rotation_mode(source[1])[0] == "X")
-            if source is None or not order_ok:
-                sampled.append(name)
+        for index, obj in enumerate(self.objects):
+            wm.progress_update(index)
+            if obj is None:
                 continue
-            self.animate_by_curves(obj, *source)
-        wm.progress_end()
+            source = self.motion_source(index)
+            # A camera's quarter turn joins its X angle only where X turns first.
+            if source is None or (obj.type == 'CAMERA' and blender_rotation_mode(source[1])[0] != "X"):
+                sampled.append(index)
+            else:
+                self.animate_by_curves(obj, *source)
         if sampled:
             self.animate_by_samples(sampled)
+        wm.progress_end()
 
     def new_action(self, obj):
         obj.animation_data_create()
         obj.animation_data.action = bpy.data.actions.new(obj.name + "Action")
         return obj.animation_data.action
 
-    def animate_by_curves(self, obj, slots, order):
-        obj.rotation_mode = blender_rotation_mode(order)
+    def animate_by_curves(self, obj, slots, turn_order):
+        obj.rotation_mode = blender_rotation_mode(turn_order)
         action = self.new_action(obj)
         for slot, (kind, source) in enumerate(slots):
             axis, sign = AXIS_IN_BLENDER["XYZ"[slot % 3]]
@@ -404,65 +392,54 @@ class SceneBuilder:
                 # A follower without keys of its own still gets one, so the export keeps it.
                 add_constant(action, path, axis, obj.name, sign * source + turn, self.range[0])
 
-    def animate_by_samples(self, names):
-        """Keys at every frame from the reference evaluation (`dump --frames`), as parent-relative
-        transforms in the follower's rotation order."""
-        if "frameCount" not in self.scene_info and "parents" not in self.scene_info:
-            for name in names:
-                self.unmapped.append("%s: its motion (a path, a rig, or a leader with curves of "
-                                     "its own) needs a newer reelwright" % self.objects[name].name)
-                self.animate_by_curves(self.objects[name], [("static", 0.0)] * 6, None)
-            return
-        wanted = set(names)
-        for name in names:
-            parent = self.objects[name].parent
-            if parent is not None:
-                wanted.add(parent["NIS Name"])
-        frames, _ = run_dump(self.program, self.filepath, "--frames", *sorted(wanted))
-        order = frames["followers"]
-        columns = {name: order.index(name) for name in wanted if name in order}
-        keys = {name: [] for name in names}
+    def animate_by_samples(self, indexes):
+        """Keys at every frame from the reference evaluation (`dump --frames`), as transforms
+        relative to the Blender parent; a look-at rig also gets its Track To constraint."""
+        followers = self.reading["followers"]
+        wanted = set(indexes) | {followers[i]["parent"] for i in indexes if followers[i]["parent"] is not None}
+        wanted = sorted(wanted)
+        frames, _ = run_dump(self.program, self.filepath, "--frames", *[followers[i]["name"] for i in wanted])
+        column = {index: position for position, index in enumerate(wanted)}
+        keys = {index: [] for index in indexes}
         for frame in frames["frames"]:
             world = {}
-            for name, column in columns.items():
-                at = frame["at"][column]
-                world[name] = file_to_blender_matrix(at[:3], at[3:7], self.objects[name].type == 'CAMERA')
-            for name in names:
-                if name not in world:
+            for index in wanted:
+                at = frame["at"][column[index]]
+                if at is not None and None not in at:
+                    world[index] = file_to_blender_matrix(at[:3], at[3:7], followers[index]["kind"] == "camera")
+            for index in indexes:
+                obj, parent = self.objects[index], followers[index]["parent"]
+                if index not in world or (parent is not None and parent not in world):
                     continue
-                obj = self.objects[name]
-                local = world[name]
-                if obj.parent is not None and obj.parent["NIS Name"] in world:
-                    local = (world[obj.parent["NIS Name"]] @ obj.matrix_parent_inverse).inverted() @ local
-                keys[name].append((frame["frame"], local))
-        for name in names:
-            obj = self.objects[name]
-            source = self.motion_source(name)
-            obj.rotation_mode = blender_rotation_mode(source[1] if source else self.order_of(name))
-            action = self.new_action(obj)
-            frame_numbers = [frame for frame, _ in keys[name]] or [self.range[0]]
-            locations, rotations, previous = [], [], None
-            for _, local in keys[name]:
-                euler = local.to_euler(obj.rotation_mode, previous) if previous else local.to_euler(obj.rotation_mode)
-                previous = euler
-                locations.append(local.to_translation())
-                rotations.append(euler)
-            if not locations:
-                locations, rotations = [Vector()], [obj.rotation_euler.copy()]
-            for path, rows in (("location", locations), ("rotation_euler", rotations)):
-                for axis in range(3):
-                    fcurve = action.fcurves.new(path, index=axis, action_group=obj.name)
-                    values = [row[axis] for row in rows]
-                    set_keys(fcurve, frame_numbers, values, list(zip(frame_numbers, values)),
-                             list(zip(frame_numbers, values)))
-                    for point in fcurve.keyframe_points:
-                        point.interpolation = 'LINEAR'
+                local = world[index]
+                if parent is not None:
+                    local = (world[parent] @ obj.matrix_parent_inverse).inverted() @ local
+                keys[index].append((frame["frame"], local))
+        for index in indexes:
+            self.key_every_frame(self.objects[index], keys[index], followers[index].get("turnOrder") or "XYZ")
+            aim = followers[index]["aimAt"]
+            if aim is not None and self.objects[aim] is not None:
+                track = self.objects[index].constraints.new('TRACK_TO')
+                track.target, track.track_axis, track.up_axis = self.objects[aim], 'TRACK_NEGATIVE_Z', 'UP_Y'
             self.count["sampled"] += 1
 
-    def order_of(self, name):
-        follower = self.followers[name]
-        leader = self.leaders.get(follower.get("leaderName") or "")
-        return (leader or follower).get("rotationOrder")
+    def key_every_frame(self, obj, keys, turn_order):
+        obj.rotation_mode = blender_rotation_mode(turn_order)
+        action = self.new_action(obj)
+        frames = [frame for frame, _ in keys] or [self.range[0]]
+        locations, rotations, previous = [], [], None
+        for _, local in keys:
+            previous = local.to_euler(obj.rotation_mode, previous) if previous else local.to_euler(obj.rotation_mode)
+            locations.append(local.to_translation())
+            rotations.append(previous)
+        if not keys:
+            locations, rotations = [Vector()], [Vector()]
+        for path, rows in (("location", locations), ("rotation_euler", rotations)):
+            for axis in range(3):
+                fcurve = action.fcurves.new(path, index=axis, action_group=obj.name)
+                values = [row[axis] for row in rows]
+                set_keys(fcurve, frames, values, list(zip(frames, values)), list(zip(frames, values)),
+                         dict.fromkeys(range(len(frames)), 'LINEAR'))
 
     # ---- The script
     def read_script(self):
@@ -482,11 +459,12 @@ class SceneBuilder:
     def resolve(self, text):
         """The object a script names: a follower's name, a camera record's, or an object's own."""
         name = text.strip().strip('"').strip()
-        if name in self.objects:
-            return self.objects[name]
-        for follower, obj in self.objects.items():
-            if obj.get("NIS Camera") == name or name_path(follower)[-1] == name or obj.name == name:
-                return obj
+        objects = [obj for obj in self.objects if obj is not None]
+        for matches in (lambda obj: obj["NIS Name"] == name, lambda obj: obj.get("NIS Camera") == name,
+                        lambda obj: name_path(obj["NIS Name"])[-1] == name, lambda obj: obj.name == name):
+            found = [obj for obj in objects if matches(obj)]
+            if found:
+                return found[0]
         return None
 
     def new_path(self, obj):
@@ -623,9 +601,8 @@ class ImportNis(bpy.types.Operator, ImportHelper):
             return {'CANCELLED'}
         try:
             dump, message = run_dump(program, self.filepath, "--json", "--keys")
-            if dump.get("layout") == "crannnberry":
-                raise ImportProblem("%s is a Crannnberry file: its objects need a newer reelwright"
-                                    % os.path.basename(self.filepath))
+            if "scene" not in dump:
+                raise ImportProblem("%s gives no scene reading: the import needs a newer reelwright" % program)
             builder = SceneBuilder(context, dump, self.filepath, program)
             builder.set_time()
             builder.make_collection()
