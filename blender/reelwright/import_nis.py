@@ -322,11 +322,14 @@ class SceneBuilder:
     # from the reference evaluation otherwise.
     def slot_values(self, record, slots, stored):
         """Each of six slots: ("curve", curve) where it names a curve with keys, ("static", value)
-        where the record's stored value holds."""
+        otherwise: 0 for a curve without keys, the record's stored value where it names none."""
         result = []
         for field, word, value in zip(SLOT_FIELDS, slots, stored):
             curve = self.curves.get(record.get(field) or "") if word == "curve" else None
-            result.append(("curve", curve) if curve and curve["keys"] else ("static", float(value)))
+            if curve is None:
+                result.append(("static", float(value)))
+            else:
+                result.append(("curve", curve) if curve["keys"] else ("static", 0.0))
         return result
 
     def motion_source(self, index):

@@ -48,7 +48,7 @@ def clear():
 def import_file(path):
     if bpy.ops.import_scene.reelwright_nis(filepath=path) != {'FINISHED'}:
         fail("the import of %s did not finish" % path)
-    return {obj["NIS Name"]: obj for obj in bpy.data.objects}
+    return {obj["NIS Name"]: obj for obj in bpy.data.objects if obj.type != 'CURVE'}
 
 
 # ---- The file's motion by the reference evaluation (`dump --frames`) ----------------------------
@@ -116,11 +116,14 @@ def check_game_file():
             ("Hgn_AssaultFrigate_Escort_Win~2", 'EMPTY', "Formation", "Ship", "Hgn_AssaultFrigate"),
         "FOLW_Root|Camera1": ("CAM_CamShape1", 'CAMERA', None, None, None),
         "FOLW_Root|Formation|IG_Beacon": ("_IG_Beacon", 'EMPTY', "Formation", "Effect", None),
+        "FOLW_Root|Scout": ("Scout", 'EMPTY', None, "Ship", "Hgn_Scout"),
     }
     got = {name: (o.name, o.type, o.parent and o.parent.name, o.get("Sob Type"), o.get("Sob Name"))
            for name, o in objects.items()}
     if got != expected:
         fail("objects\n%s\nexpected\n%s" % (got, expected))
+    if bpy.data.objects["IG_curve1"].type != 'CURVE':
+        fail("the scout's path is not drawn")
     for name, obj in objects.items():
         if len(obj.name.encode()) > 31 or not obj.animation_data or not obj.animation_data.action.fcurves:
             fail("%s: a name over 31 bytes or no keys" % obj.name)
@@ -183,6 +186,24 @@ def check_own_export_comes_back():
         fail("the script's events changed:\n%s" % open(os.path.join(work, "again.script")).read())
 
 
+def check_other_layouts():
+    """A look-at rig, the older record layout, and Crannnberry: keyed at every frame by the
+    reference evaluation, the rig's camera also aimed by Track To; each plays the same after the
+    export."""
+    for file, aimed in (("rig.nis", "CAM_Main"), ("older.nis", None), ("crannnberry.nis", None)):
+        clear()
+        nis = os.path.join(work, file)
+        objects = import_file(nis)
+        scene = bpy.context.scene
+        check_motion(nis, objects, range(scene.frame_start, scene.frame_end + 1))
+        tracks = {o.name: c.target.name for o in objects.values() for c in o.constraints if c.type == 'TRACK_TO'}
+        if aimed and tracks != {aimed: "_CAM_Main_view"} or not aimed and tracks:
+            fail("%s: Track To constraints %s" % (file, tracks))
+        again = os.path.join(work, "again-" + file)
+        export_again(again)
+        check_same_motion(nis, again, objects)
+
+
 def check_refusals():
     """A missing program and a file that is no NIS stop with Blender's error report, adding nothing."""
     clear()
@@ -205,6 +226,7 @@ def check_refusals():
 try:
     check_game_file()
     check_own_export_comes_back()
+    check_other_layouts()
     check_refusals()
     print("Blender import: the scene agrees with the files")
 except SystemExit as stop:

@@ -1,12 +1,15 @@
 // Writes NIS files in the game's conventions for the Blender import test: make_import_files DIR.
 // game.nis (with game.script): frames in INFO, tangent keys with uneven tangents, a Bezier curve,
 // linear and constant ends, a rotation order other than the exporter's, a keyless follower, names
-// longer than 31 bytes, a camera record with a lens curve, and events naming all of these.
+// longer than 31 bytes, a camera record with a lens curve, a motion path, and events naming these.
+// rig.nis, older.nis, crannnberry.nis: the inspect tests' files with a motion path and a look-at
+// rig, the older record layout, and the Crannnberry layout.
 #include <cstdio>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "tests/inspect/NisTestFiles.h"
 #include "tests/support/ByteBuilder.h"
 
 namespace {
@@ -77,6 +80,16 @@ std::string GameFile() {
   add(kLong2, {{1, 0, {1, 0}, {1, 0}}, {3, 4, {1, 0}, {1, 0}}}, 3);
   add("Root|Camera1", {{0, 0, {1, 0}, {1, 0}}, {3, 6, {kSlope, kRise}, {kSlope, kRise}}}, 6);
   curves.push_back({"CamShape1_focalLength", {{0, 35, {1, 0}, {1, 0}}, {3, 50, {1, 0}, {1, 0}}}});
+  curves.push_back({"path1_uValue", {{0.5, 0, {kSlope, kRise}, {kSlope, kRise}}, {2.5, 1, {1, 0}, {1, 0}}}});
+
+  // A scout flying along a motion path that turns it: a cubic NURB curve through four points.
+  Bytes nurb, path;
+  nurb.U32(1).Text("curve1").U32(3).U32(1).U32(4);
+  for (double v : {0, 0, 0, 1, 10, 5, 0, 1, 20, 5, 10, 1, 30, 0, 10, 1}) nurb.F64(v);
+  nurb.U32(6);
+  for (double k : {0, 0, 0, 1, 1, 1}) nurb.F64(k);
+  path.U32(1).Text("path1").U8(1).U32(0).U32(1).Text("path1_uValue").Text("").Text("").Text("");
+  path.F64(0).F64(3).Text("curve1").U8(0).U32(1).F64(0);
 
   Bytes anim, lead, folw, cmra;
   anim.U32(static_cast<uint32_t>(curves.size()));
@@ -86,12 +99,16 @@ std::string GameFile() {
   struct Entity { std::string path, order; };
   const std::vector<Entity> leaders = {{"Root|Formation", " YZX"}, {kLong, " ZYX"}, {kLong2, " XZY"},
                                        {"Root|Camera1", " ZYX"}};
-  lead.U32(static_cast<uint32_t>(leaders.size() + 2));  // the placeholder and the beacon's
+  lead.U32(static_cast<uint32_t>(leaders.size() + 3));  // the placeholder, the beacon's and the scout's
   WriteRecord(lead, "LEAD_Empty", {""}, Slots(""), zero, " ZYX");
   for (const Entity& e : leaders) WriteRecord(lead, "LEAD_" + e.path, {""}, Slots(e.path), zero, e.order.c_str());
   WriteRecord(lead, "LEAD_Root|Formation|IG_Beacon", {""}, Slots(""), still, " ZYX");
+  WriteRecord(lead, "LEAD_Root|Scout", {"path1"},
+              {"motionPath1_addDoubleLinear1", "motionPath1_addDoubleLinear2", "motionPath1_addDoubleLinear3",
+               "path1", "path1", "path1"},
+              zero, " ZYX");
 
-  folw.U32(static_cast<uint32_t>(leaders.size() + 1));
+  folw.U32(static_cast<uint32_t>(leaders.size() + 2));
   const std::vector<std::string> empty(6, "ANIM_Empty");
   WriteRecord(folw, "FOLW_Root|Formation", {"LEAD_Root|Formation", "Ship", "Hgn_Carrier"}, empty, zero, " ZYX");
   WriteRecord(folw, "FOLW_" + kLong, {"LEAD_" + kLong, "Ship", "Hgn_AssaultFrigate"}, empty, zero, " ZYX");
@@ -100,13 +117,15 @@ std::string GameFile() {
   WriteRecord(folw, "FOLW_Root|Formation|IG_Beacon", {"LEAD_Root|Formation|IG_Beacon", "Effect", ""}, empty, zero,
               " ZYX");
 
+  WriteRecord(folw, "FOLW_Root|Scout", {"LEAD_Root|Scout", "Ship", "Hgn_Scout"}, empty, zero, " ZYX");
+
   cmra.U32(1).Text("CamShape1").Text("FOLW_Root|Camera1").Text("FOLW_" + kLong).Text("").Text("CamShape1_focalLength");
   for (double v : {35.0, 36.0, 24.0, 0.5, 20000.0}) cmra.F64(v);
 
   const std::string head = Chunk("NAME", "Homeworld2 NIS File") + Chunk("VERS", Bytes().U32(256).s) +
                            Chunk("INFO", Bytes().U32(30).U32(0).U32(90).s);
-  return Chunk("FORM", "NIS " + head + Chunk("ANIM", anim.s) + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
-                           Chunk("CMRA", cmra.s));
+  return Chunk("FORM", "NIS " + head + Chunk("ANIM", anim.s) + Chunk("NURB", nurb.s) + Chunk("PATH", path.s) +
+                           Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) + Chunk("CMRA", cmra.s));
 }
 
 const char* const kGameScript =
@@ -142,5 +161,10 @@ int main(int argc, char** argv) {
   // More global events than a comment of 1,023 bytes holds.
   std::string script = kGameScript;
   for (int i = 0; i < 40; ++i) script += "\tspeechEventActor(\"$561" + std::to_string(10 + i) + "\",2,2)\n";
-  return Write(dir + "/game.nis", GameFile()) && Write(dir + "/game.script", script) ? 0 : 1;
+  return Write(dir + "/game.nis", GameFile()) && Write(dir + "/game.script", script) &&
+                 Write(dir + "/rig.nis", rw::test::GameScene().Build()) &&
+                 Write(dir + "/older.nis", rw::test::OlderFileWithPath()) &&
+                 Write(dir + "/crannnberry.nis", rw::test::CrannnberryTestFile().Build())
+             ? 0
+             : 1;
 }
