@@ -112,7 +112,8 @@ std::string GameFile() {
   const std::vector<std::string> empty(6, "ANIM_Empty");
   WriteRecord(folw, "FOLW_Root|Formation", {"LEAD_Root|Formation", "Ship", "Hgn_Carrier"}, empty, zero, " ZYX");
   WriteRecord(folw, "FOLW_" + kLong, {"LEAD_" + kLong, "Ship", "Hgn_AssaultFrigate"}, empty, zero, " ZYX");
-  WriteRecord(folw, "FOLW_" + kLong2, {"LEAD_" + kLong2, "Ship", "Hgn_AssaultFrigate"}, empty, zero, " ZYX");
+  // Placed by its leader, then by six numbers of its own: keyed at every frame.
+  WriteRecord(folw, "FOLW_" + kLong2, {"LEAD_" + kLong2, "Ship", "Hgn_AssaultFrigate"}, Slots(""), still, " ZYX");
   WriteRecord(folw, "FOLW_Root|Camera1", {"LEAD_Root|Camera1", "camera", ""}, empty, zero, " ZYX");
   WriteRecord(folw, "FOLW_Root|Formation|IG_Beacon", {"LEAD_Root|Formation|IG_Beacon", "Effect", ""}, empty, zero,
               " ZYX");
