@@ -4,6 +4,7 @@
 
 #include "ReelwrightVersion.h"
 #include "cli/ExportCommand.h"
+#include "cli/ImportCommand.h"
 #include "cli/InspectCommands.h"
 #include "cli/PreviewCommand.h"
 #include "export/PlugIn.h"
@@ -19,6 +20,8 @@ constexpr const char* kHelp =
     "  reelwright dump FILE.nis --frames [NAME...]\n"
     "  reelwright check FILE.nis [FILE.script] [--strict]\n"
     "  reelwright preview FILE.nis [FILE.script] [-o OUT.html] [-f|--force]\n"
+    "  reelwright import FILE.nis [FILE.script] [-o SCENE.glb] [-f|--force]\n"
+    "  reelwright compare A.nis B.nis [--imported] [--map OLD=NEW]...\n"
     "  reelwright --help | --version\n"
     "Options and files may come in any order; \"--\" ends the options (a file whose name\n"
     "starts with \"-\" goes after it), and a long option may take its value after \"=\"\n"
@@ -39,10 +42,17 @@ constexpr const char* kHelp =
     "  --strict          count warnings as errors\n"
     "preview writes one HTML page (default: FILE.html) that plays the scene in a browser;\n"
     "        the script defaults to FILE.script beside the NIS when it exists.\n"
+    "import  writes the scene as one glTF file (default: FILE.glb) that exports back to the\n"
+    "        same motion: nodes by the name path, keys at every frame, cameras, classes,\n"
+    "        events in extras; the script as for preview.\n"
+    "compare prints, for each follower of A, its worst difference from B over A's frames;\n"
+    "        exit 0 when all are within 1e-3 (relative in position, radians in rotation).\n"
+    "  --imported        B is an export of A's import: followers go by their new names\n"
+    "  --map OLD=NEW     the follower OLD of A is NEW in B (may be repeated)\n"
     "\n"
-    "Exit codes: 0 done; 1 the export reported an error, dump found structural faults or\n"
-    "check found an error; 2 bad arguments, unreadable input or refused output path\n"
-    "(nothing written).\n";
+    "Exit codes: 0 done; 1 the export reported an error, dump found structural faults,\n"
+    "check found an error or compare a difference; 2 bad arguments, unreadable input or\n"
+    "refused output path (nothing written).\n";
 
 }  // namespace
 
@@ -75,6 +85,8 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "dump") return DumpCommand(rest, out, err);
   if (command == "check") return CheckCommand(rest, out, err);
   if (command == "preview") return PreviewCommand(rest, out, err);
+  if (command == "import") return ImportCommand(rest, out, err);
+  if (command == "compare") return CompareCommand(rest, out, err);
   return UsageError(err, "unknown command " + command);
 }
 

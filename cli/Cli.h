@@ -1,4 +1,5 @@
-// The `reelwright` command: the dispatch to export, dump, check and preview; --help, --version.
+// The `reelwright` command: the dispatch to export, dump, check, preview, import and compare;
+// --help, --version.
 #ifndef REELWRIGHT_CLI_CLI_H
 #define REELWRIGHT_CLI_CLI_H
 

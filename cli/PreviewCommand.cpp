@@ -1,8 +1,5 @@
 #include "cli/PreviewCommand.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <system_error>
@@ -45,21 +42,6 @@ bool IsRegularFile(const std::string& path) {
   return std::filesystem::is_regular_file(path, error);
 }
 
-// Writes the page under a temporary name beside its place and moves it there, so a failed write
-// leaves an old page as it was and no page replaces a file that appeared meanwhile.
-bool WritePage(const std::string& path, const std::string& bytes, bool force, std::string& problem) {
-  StagedFiles staged;
-  std::FILE* file = staged.Open(path, "wb");
-  bool written = file && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  if (file && std::fclose(file) != 0) written = false;
-  if (!written) {
-    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
-    return false;
-  }
-  std::string problemPath;
-  return staged.Place(force, problemPath, problem);
-}
-
 }  // namespace
 
 int PreviewCommand(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
@@ -98,8 +80,8 @@ int PreviewCommand(const std::vector<std::string>& words, std::ostream& out, std
   }
   const std::string title = std::filesystem::path(args.nisPath).filename().string();
   std::string writeProblem;
-  if (!WritePage(args.outputPath, BuildPreviewPage(doc, title, haveScript ? &script : nullptr), args.force,
-                 writeProblem)) {
+  if (!WriteFileStaged(args.outputPath, BuildPreviewPage(doc, title, haveScript ? &script : nullptr), args.force,
+                       writeProblem)) {
     ReportFileError(err, args.outputPath, "error: " + writeProblem);
     return kExitFailed;
   }

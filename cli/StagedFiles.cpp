@@ -130,4 +130,17 @@ void StagedFiles::Discard() {
   staged_.clear();
 }
 
+bool WriteFileStaged(const std::string& path, const std::string& bytes, bool replace, std::string& problem) {
+  StagedFiles staged;
+  std::FILE* file = staged.Open(path, "wb");
+  bool written = file && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  if (file && std::fclose(file) != 0) written = false;
+  if (!written) {
+    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
+    return false;
+  }
+  std::string problemPath;
+  return staged.Place(replace, problemPath, problem);
+}
+
 }  // namespace rw

@@ -39,6 +39,10 @@ class StagedFiles {
   std::vector<Staged> staged_;
 };
 
+// Writes bytes to a staged file and places it at path: a failed write leaves an old file as it
+// was, and no file replaces one that appeared meanwhile unless `replace`. False with `problem`.
+bool WriteFileStaged(const std::string& path, const std::string& bytes, bool replace, std::string& problem);
+
 }  // namespace rw
 
 #endif

@@ -1,6 +1,6 @@
 # Bash completion of the reelwright command: its commands, each command's options, and file
-# names by extension: models (.ms3d, .gltf, .glb) for export, NIS files for dump, check and preview,
-# and a .script as their second file. Installed as share/bash-completion/completions/reelwright; or
+# names by extension: models (.ms3d, .gltf, .glb) for export, NIS files for dump, check, preview,
+# import and compare, and a .script as the second file of check, preview and import. Installed as share/bash-completion/completions/reelwright; or
 # source it from ~/.bashrc.
 
 # Adds to COMPREPLY the folders and the files whose names end in "." and one of EXTENSIONS (in any
@@ -29,7 +29,7 @@ _reelwright() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    mapfile -t COMPREPLY < <(compgen -W "export dump check preview --help --version" -- "$cur")
+    mapfile -t COMPREPLY < <(compgen -W "export dump check preview import compare --help --version" -- "$cur")
     return 0
   fi
 
@@ -55,10 +55,24 @@ _reelwright() {
         -o | --output) _reelwright_files "$cur" html; return 0 ;;
       esac
       ;;
+    import)
+      options="-o --output -f --force"
+      types=("nis" "script")
+      case $prev in
+        -o | --output) _reelwright_files "$cur" glb; return 0 ;;
+      esac
+      ;;
+    compare)
+      options="--imported --map"
+      types=("nis")
+      case $prev in
+        --map) return 0 ;;
+      esac
+      ;;
     *) return 0 ;;
   esac
   # Which file argument this word is: count the file words before it, skipping options and the
-  # values that follow -o, --output, --log and --animation; after "--" every word is a file.
+  # values that follow -o, --output, --log, --animation and --map; after "--" every word is a file.
   local i files=0 ended=0
   for ((i = 2; i < COMP_CWORD; i++)); do
     if ((ended)); then
@@ -67,7 +81,7 @@ _reelwright() {
     fi
     case ${COMP_WORDS[i]} in
       --) ended=1 ;;
-      -o | --output | --log | --animation) ((i++)) ;;
+      -o | --output | --log | --animation | --map) ((i++)) ;;
       -*) ;;
       *) ((files++)) ;;
     esac

@@ -24,10 +24,10 @@ constexpr double kVerticalTangent = 1e-9;
 constexpr int kBezierSteps = 60;
 // PATH follow byte values that turn the leader along the path (0 only places it).
 constexpr uint8_t kFollowOn = 1, kFollowOnToo = 255;
-// Degrees past this are not a NURB curve any editor makes; evaluation costs grow with its square.
-constexpr int32_t kMaxNurbDegree = 15;
+// The highest degree the modelling package offers; evaluation costs grow with its square.
+constexpr int32_t kMaxNurbDegree = 7;
 // Arc-length table: samples per knot span, and bounds on the whole table.
-constexpr size_t kArcSamplesPerSpan = 64, kMinArcSamples = 256, kMaxArcSamples = 65536;
+constexpr size_t kArcSamplesPerSpan = 32, kMinArcSamples = 256, kMaxArcSamples = 65536;
 // A file that claims more frames than this is not played to its end.
 constexpr int64_t kMaxFrames = 10000000;
 // Look-at rigs aiming at rigs: deeper chains are left unaimed.
@@ -324,6 +324,7 @@ class SceneReader {
       ReadCrannnberry(*doc_.crannnberry);
     } else {
       ReadTimes();
+      ReadPaths();
       ReadLeaders();
       ReadFollowers();
       ReadCameras();
@@ -388,9 +389,32 @@ class SceneReader {
     return slots;
   }
 
-  void ReadLeaders() {
-    auto paths = FirstByName(doc_.paths);
+  void ReadPaths() {
     auto nurbs = FirstByName(doc_.nurbCurves);
+    for (const NisPath& path : doc_.paths) {
+      SceneMotionPath motion;
+      motion.name = path.name;
+      motion.turns = path.flag == kFollowOn || path.flag == kFollowOnToo;
+      motion.uValue = Curve(path.curves[0]);
+      motion.frontTwist = Curve(path.curves[1]);
+      motion.frontAxis = int(path.frontAxis % 3);
+      motion.upAxis = int(path.upAxis % 3);
+      if (motion.upAxis == motion.frontAxis) motion.upAxis = (motion.frontAxis + 1) % 3;
+      motion.startTime = path.startTime;
+      motion.endTime = path.endTime;
+      auto nurb = nurbs.find(path.nurbName);
+      if (nurb != nurbs.end() && NurbUsable(doc_.nurbCurves[nurb->second])) {
+        motion.nurb = &doc_.nurbCurves[nurb->second];
+        motion.usable = true;
+        BuildArcTable(motion);
+      }
+      scene_.paths.push_back(std::move(motion));
+    }
+  }
+
+  void ReadLeaders() {
+    std::unordered_map<std::string_view, size_t> paths;
+    for (size_t i = 0; i < scene_.paths.size(); ++i) paths.emplace(scene_.paths[i].name, i);
     bool older = false;
     for (const NisLeader& record : doc_.leaders) {
       SceneLeader leader;
@@ -408,35 +432,17 @@ class SceneReader {
         if (path == paths.end()) {
           Note(record.name + ": motion path " + QuoteText(record.pathName) + " is not in the file: its slots are used");
         } else {
-          ReadMotion(leader, path->second, nurbs);
+          leader.path = path->second;
+          const NisPath& pathRecord = doc_.paths[path->second];
+          if (!scene_.paths[path->second].usable) {
+            Note(leader.name + ": motion path " + QuoteText(pathRecord.name) + " has no usable NURB curve " +
+                 QuoteText(pathRecord.nurbName) + ": its slots are used");
+          }
         }
       }
       scene_.leaders.push_back(std::move(leader));
     }
     if (older) Note("older record layout: no rotation order, X, Y, Z used");
-  }
-
-  void ReadMotion(SceneLeader& leader, size_t pathIndex, const std::unordered_map<std::string_view, size_t>& nurbs) {
-    const NisPath& path = doc_.paths[pathIndex];
-    SceneMotionPath& motion = leader.motion;
-    motion.path = pathIndex;
-    motion.turns = path.flag == kFollowOn || path.flag == kFollowOnToo;
-    motion.uValue = Curve(path.curves[0]);
-    motion.frontTwist = Curve(path.curves[1]);
-    motion.frontAxis = int(path.frontAxis % 3);
-    motion.upAxis = int(path.upAxis % 3);
-    if (motion.upAxis == motion.frontAxis) motion.upAxis = (motion.frontAxis + 1) % 3;
-    motion.startTime = path.startTime;
-    motion.endTime = path.endTime;
-    auto nurb = nurbs.find(path.nurbName);
-    if (nurb == nurbs.end() || !NurbUsable(doc_.nurbCurves[nurb->second])) {
-      Note(leader.name + ": motion path " + QuoteText(path.name) + " has no usable NURB curve " +
-           QuoteText(path.nurbName) + ": its slots are used");
-      return;
-    }
-    motion.nurb = &doc_.nurbCurves[nurb->second];
-    motion.usable = true;
-    BuildArcTable(motion);
   }
 
   const NisCurve* Curve(const std::string& name) const {
@@ -686,8 +692,8 @@ std::array<double, 9> EulerRotation(const std::array<int, 3>& order, const std::
 ScenePose LeaderPose(const SceneReading& scene, size_t index, double t) {
   const SceneLeader& leader = scene.leaders[index];
   ScenePose pose = SlotsPose(leader.slots, t);
-  if (!leader.onPath || !leader.motion.usable) return pose;
-  const SceneMotionPath& motion = leader.motion;
+  if (leader.path == kNoIndex || !scene.paths[leader.path].usable) return pose;
+  const SceneMotionPath& motion = scene.paths[leader.path];
   double u = ParameterAtFraction(motion, PathFraction(motion, t));
   pose.translation = NurbPoint(*motion.nurb, u);
   if (motion.turns) {

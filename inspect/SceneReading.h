@@ -61,10 +61,10 @@ struct SceneSlots {
   bool orderUnderstood = true;          // false: absent (older layout) or not a permutation; XYZ used
 };
 
-// A leader driven by a motion path. `usable` is false when the path or its NURB curve is
-// missing or malformed: the leader then stands by its own slots.
+// A PATH record as a motion: `usable` is false when its NURB curve is missing or malformed; a
+// leader on it then stands by its own slots.
 struct SceneMotionPath {
-  size_t path = kNoIndex;  // in doc.paths
+  std::string name;
   const NisNurbCurve* nurb = nullptr;
   bool usable = false;
   bool turns = false;                    // follow byte 1 or 255: turned along the path
@@ -79,8 +79,8 @@ struct SceneMotionPath {
 struct SceneLeader {
   std::string name;
   SceneSlots slots;
-  bool onPath = false;  // names a motion path (see `motion` for whether it is usable)
-  SceneMotionPath motion;
+  bool onPath = false;     // names a motion path: its translate slots are the path's
+  size_t path = kNoIndex;  // in SceneReading::paths; kNoIndex: named, but PATH does not hold it
 };
 
 struct SceneFollower {
@@ -116,6 +116,7 @@ struct SceneReading {
   double lastKeyTime = 0;                 // seconds; 0 when no finite key
   double start = 0, end = 0;              // playback in seconds: INFO's start to the later of its end and the last key
   int64_t firstFrame = 0, lastFrame = 0;  // playback in frames of `fps`; frame N is at N / fps seconds
+  std::vector<SceneMotionPath> paths;     // one per PATH record
   std::vector<SceneLeader> leaders;       // Homeworld 2 layout: one per LEAD record
   std::vector<SceneFollower> followers;   // one per FOLW record; Crannnberry: objects, then cameras
   std::vector<SceneCamera> cameras;       // one per CMRA record (Crannnberry: none; its cameras are followers)

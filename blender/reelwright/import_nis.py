@@ -344,7 +344,7 @@ class SceneBuilder:
         if follower["leader"] is None:
             return own, follower["turnOrder"]
         leader = self.reading["leaders"][follower["leader"]]
-        if leader["motionPath"] is not None and leader["motionPath"]["usable"]:
+        if leader["path"] is not None and self.reading["paths"][leader["path"]]["usable"]:
             return None
         if any(kind == "curve" and any(k["value"] for k in value["keys"]) or kind == "static" and value
                for kind, value in own):

@@ -87,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(
     Completion, CompletionTest,
     ::testing::Values(
         CompletionCase{"CommandFromItsStart", "reelwright ex", "export\n"},
-        CompletionCase{"EveryCommand", "reelwright ''", "--help\n--version\ncheck\ndump\nexport\npreview\n"},
+        CompletionCase{"EveryCommand", "reelwright ''", "--help\n--version\ncheck\ncompare\ndump\nexport\nimport\npreview\n"},
         CompletionCase{"ExportOptions", "reelwright export a.ms3d -", "--animation\n--force\n--log\n--output\n--quiet\n-f\n-o\n-q\n"},
         CompletionCase{"ExportTakesModelsInAnyCase", "reelwright export ''", "B.GLB\na.ms3d\nc.gltf\nshots\n"},
         CompletionCase{"ExportOutputIsNis", "reelwright export a.ms3d -o ''", "fleet.nis\nshots\ntwo words.nis\n"},
@@ -96,6 +96,8 @@ INSTANTIATE_TEST_SUITE_P(
         CompletionCase{"CheckFirstFileIsNis", "reelwright check ''", "fleet.nis\nshots\ntwo words.nis\n"},
         CompletionCase{"CheckSecondFileIsScript", "reelwright check fleet.nis ''", "fleet.script\nshots\n"},
         CompletionCase{"AfterDoubleDashEveryWordIsAFile", "reelwright check -- -x ''", "fleet.script\nshots\n"},
+        CompletionCase{"ImportOutputIsGlb", "reelwright import fleet.nis -o ''", "B.GLB\nshots\n"},
+        CompletionCase{"CompareSkipsTheMapValue", "reelwright compare --map a=b fleet.nis ''", "fleet.nis\nshots\ntwo words.nis\n"},
         CompletionCase{"UnknownCommandNothing", "reelwright bogus ''", "\n"}),
     [](const ::testing::TestParamInfo<CompletionCase>& param) { return std::string(param.param.name); });
 

@@ -1,0 +1,152 @@
+#include "cli/ImportCommand.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <ostream>
+#include <system_error>
+
+#include "cli/ArgParser.h"
+#include "cli/Cli.h"
+#include "cli/OutputPlan.h"
+#include "cli/StagedFiles.h"
+#include "convert/NisToGltf.h"
+#include "convert/SceneCompare.h"
+#include "inspect/NisDocument.h"
+#include "io/Diagnostic.h"
+#include "io/FileBytes.h"
+#include "io/PathText.h"
+#include "script/EventScript.h"
+
+namespace rw {
+namespace {
+
+constexpr const char* kSceneExtension = "glb";
+
+struct ImportArgs {
+  std::string nisPath, scriptPath, outputPath;
+  bool force = false;
+};
+
+std::string ParseImportArgs(const std::vector<std::string>& words, ImportArgs& args) {
+  ArgParser parser;
+  parser.Value("-o", "--output", "a file name", args.outputPath);
+  parser.Flag("-f", "--force", args.force);
+  std::vector<std::string> files;
+  const std::string problem = parser.Parse(words, files);
+  if (!problem.empty()) return problem;
+  if (files.empty() || files.size() > 2 || files[0].empty()) return "import needs a NIS file and at most one script";
+  args.nisPath = files[0];
+  if (files.size() == 2) args.scriptPath = files[1];
+  return "";
+}
+
+bool ReadNis(const std::string& path, NisDocument& doc, std::ostream& err) {
+  std::string error;
+  if (ReadNisFile(path, doc, error)) return true;
+  ReportFileError(err, path, error);
+  return false;
+}
+
+std::string FileName(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+}  // namespace
+
+int ImportCommand(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
+  ImportArgs args;
+  const std::string problem = ParseImportArgs(words, args);
+  if (!problem.empty()) return UsageError(err, problem);
+  if (args.outputPath.empty()) args.outputPath = ReplaceExtension(args.nisPath, kSceneExtension);
+
+  NisDocument doc;
+  if (!ReadNis(args.nisPath, doc, err)) return kExitUsage;
+  // The script beside the NIS is read when it exists; one given by name must be readable.
+  std::error_code error;
+  if (args.scriptPath.empty() && std::filesystem::is_regular_file(ScriptPathFor(args.nisPath), error))
+    args.scriptPath = ScriptPathFor(args.nisPath);
+  std::string script, readError;
+  if (!args.scriptPath.empty() && !ReadFileBytes(args.scriptPath, kMaxScriptFileSize, script, readError)) {
+    ReportFileError(err, args.scriptPath, readError);
+    return kExitUsage;
+  }
+  OutputRefusal refusal;
+  if (!CheckOutputFiles({{args.nisPath, "the NIS file"}, {args.scriptPath, "the script"}},
+                        {{args.outputPath, "the scene"}}, args.force, refusal)) {
+    ReportFileError(err, refusal.path, "error: " + refusal.what);
+    return kExitUsage;
+  }
+
+  const std::unique_ptr<SceneMotion> motion = ReadSceneMotion(doc);
+  for (const std::string& note : motion->notes) ReportFileError(err, args.nisPath, "note: " + note);
+  const std::string tooLarge = SamplingProblem(*motion, motion->followers.size());
+  if (!tooLarge.empty()) {
+    ReportFileError(err, args.nisPath, "error: " + tooLarge);
+    return kExitFailed;
+  }
+  const GltfOutScene scene = ImportToGltf(*motion, script, FileName(args.nisPath));
+  std::string writeProblem;
+  if (!WriteFileStaged(args.outputPath, WriteGlb(scene), args.force, writeProblem)) {
+    ReportFileError(err, args.outputPath, "error: " + writeProblem);
+    return kExitFailed;
+  }
+  size_t cameras = 0;
+  for (const GltfOutNode& node : scene.nodes) cameras += node.camera ? 1 : 0;
+  out << "scene written to " << args.outputPath << ": " << scene.nodes.size() << " nodes, " << cameras << " cameras, "
+      << scene.times.size() << " frames"
+      << (args.scriptPath.empty() ? " (no script)" : " (script " + args.scriptPath + ")") << "\n";
+  if (doc.faults.empty()) return kExitOk;
+  ReportFileError(err, args.nisPath,
+                  std::to_string(doc.faults.size()) + " structural fault" + (doc.faults.size() == 1 ? "" : "s") +
+                      "; 'reelwright dump' lists them");
+  return kExitFailed;
+}
+
+int CompareCommand(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
+  CompareOptions options;
+  std::vector<std::string> maps, files;
+  ArgParser parser;
+  parser.Flag(nullptr, "--imported", options.imported);
+  parser.Values(nullptr, "--map", "OLD=NEW", maps);
+  const std::string problem = parser.Parse(words, files);
+  if (!problem.empty()) return UsageError(err, problem);
+  if (files.size() != 2) return UsageError(err, "compare needs two NIS files");
+  for (const std::string& map : maps) {
+    const size_t equals = map.find('=');
+    if (equals == std::string::npos || equals == 0 || equals + 1 == map.size())
+      return UsageError(err, "--map needs OLD=NEW, not " + QuoteText(map));
+    options.renamed[map.substr(0, equals)] = map.substr(equals + 1);
+  }
+  NisDocument first, second;
+  if (!ReadNis(files[0], first, err) || !ReadNis(files[1], second, err)) return kExitUsage;
+  const std::unique_ptr<SceneMotion> a = ReadSceneMotion(first), b = ReadSceneMotion(second);
+  const std::string tooLarge = SamplingProblem(*a, a->followers.size() + b->followers.size());
+  if (!tooLarge.empty()) {
+    ReportFileError(err, files[0], "error: " + tooLarge);
+    return kExitFailed;
+  }
+  std::vector<std::string> unmatched;
+  const std::vector<FollowerDifference> differences = CompareScenes(*a, *b, options, unmatched);
+
+  bool within = true;
+  char line[256];
+  for (const FollowerDifference& d : differences) {
+    within = within && d.Within();
+    out << d.name;
+    if (d.otherName.empty()) {
+      out << ": not in " << files[1] << "\n";
+      continue;
+    }
+    if (d.otherName != d.name) out << " (" << d.otherName << ")";
+    std::snprintf(line, sizeof line, ": position %.3g at frame %lld, rotation %.3g rad at frame %lld%s\n", d.position,
+                  static_cast<long long>(d.positionFrame), d.rotation, static_cast<long long>(d.rotationFrame),
+                  d.Within() ? "" : "  OFF");
+    out << line;
+  }
+  for (const std::string& name : unmatched) out << name << ": only in " << files[1] << "\n";
+  std::snprintf(line, sizeof line, "%s: frames %lld to %lld, tolerance %g relative in position, %g rad in rotation\n",
+                within ? "same motion" : "different motion", static_cast<long long>(a->firstFrame),
+                static_cast<long long>(a->lastFrame), kPositionTolerance, kRotationTolerance);
+  out << line;
+  return within ? kExitOk : kExitFailed;
+}
+
+}  // namespace rw

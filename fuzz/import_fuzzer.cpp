@@ -1,0 +1,25 @@
+// Feeds arbitrary bytes to the import: a NIS file read, evaluated and written as a .glb, whose
+// bytes the glTF reader must then take; and the file compared with itself.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "convert/NisToGltf.h"
+#include "convert/SceneCompare.h"
+#include "inspect/NisDocument.h"
+#include "model/GltfReader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  rw::NisDocument doc;
+  std::string error;
+  if (!rw::ReadNisDocument(data, size, doc, error)) return 0;
+  const std::unique_ptr<rw::SceneMotion> motion = rw::ReadSceneMotion(doc);
+  // The tail of the input doubles as the script, kept in the file's extras.
+  const std::string script(reinterpret_cast<const char*>(data) + size / 2, size - size / 2);
+  if (!rw::SamplingProblem(*motion, 2 * motion->followers.size()).empty()) return 0;
+  rw::ReadGltf(rw::WriteGlb(rw::ImportToGltf(*motion, script, "fuzz.nis")));
+  std::vector<std::string> unmatched;
+  rw::CompareScenes(*motion, *motion, rw::CompareOptions{{}, true}, unmatched);
+  return 0;
+}
