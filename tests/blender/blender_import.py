@@ -4,7 +4,6 @@
 # the motion at frames between and beyond the keys, the lens, the events; then exports our own
 # example again through the add-on and compares the two files.
 import json
-import math
 import os
 import subprocess
 import sys
