@@ -23,14 +23,13 @@ from .export_nis import program_path
 NAME_BYTES = 31
 FOLLOWER_PREFIX = "FOLW_"
 # The file is Y up, Blender Z up: a file vector (x, y, z) is Blender's (x, -z, y).
-Y_UP_TO_Z_UP = Matrix(((1, 0, 0), (0, 0, -1), (0, 1, 0))).to_4x4()
-Z_UP_TO_Y_UP = Y_UP_TO_Z_UP.transposed()
 # Where a file axis lands in Blender (index) and with which sign.
 AXIS_IN_BLENDER = {"X": (0, 1.0), "Y": (2, 1.0), "Z": (1, -1.0)}
 BLENDER_AXIS_LETTER = "XYZ"
 # A Blender camera looks down its local -Z; after the axis change a file camera, which looks down
 # its own -Z too, needs its local frame turned a quarter turn about X.
 CAMERA_TURN = Matrix.Rotation(math.pi / 2, 4, 'X')
+CAMERA_TURN_QUATERNION = CAMERA_TURN.to_quaternion()
 KIND_DRAW = {"ship": 'ARROWS', "effect": 'SPHERE', "target": 'CUBE'}
 PLACEHOLDER_FOLLOWER = "FOLW_Empty"
 SLOT_FIELDS = ("translateXCurve", "translateYCurve", "translateZCurve", "rotateXCurve", "rotateYCurve", "rotateZCurve")
@@ -198,12 +197,11 @@ def blender_rotation_mode(turn_order):
     return "".join(BLENDER_AXIS_LETTER[AXIS_IN_BLENDER[a][0]] for a in turn_order)
 
 
-def file_to_blender_matrix(position, quaternion, camera):
-    """A world transform of the file (Y up; a camera looking down its -Z) as Blender's."""
-    x, y, z, w = quaternion
-    matrix = Matrix.Translation(Vector(position)) @ Quaternion((w, x, y, z)).to_matrix().to_4x4()
-    matrix = Y_UP_TO_Z_UP @ matrix @ Z_UP_TO_Y_UP
-    return matrix @ CAMERA_TURN if camera else matrix
+def blender_pose(at):
+    """A file pose [x, y, z, qx, qy, qz, qw] (Y up) as Blender's position and rotation: the
+    change of axes maps a vector (x, y, z) to (x, -z, y), and a rotation's axis likewise."""
+    x, y, z, qx, qy, qz, qw = at
+    return Vector((x, -z, y)), Quaternion((qw, qx, -qz, qy))
 
 
 # ---- The scene -----------------------------------------------------------------------------------
@@ -396,53 +394,57 @@ class SceneBuilder:
                 add_constant(action, path, axis, obj.name, sign * source + turn, self.range[0])
 
     def animate_by_samples(self, indexes):
-        """Keys at every frame from the reference evaluation (`dump --frames`), as transforms
-        relative to the Blender parent; a look-at rig also gets its Track To constraint."""
+        """Keys at every frame from the reference evaluation (`dump --frames`), relative to the
+        Blender parent; a look-at rig also gets its Track To constraint."""
         followers = self.reading["followers"]
-        wanted = set(indexes) | {followers[i]["parent"] for i in indexes if followers[i]["parent"] is not None}
-        wanted = sorted(wanted)
+        wanted = sorted(set(indexes) | {followers[i]["parent"] for i in indexes if followers[i]["parent"] is not None})
         frames, _ = run_dump(self.program, self.filepath, "--frames", *[followers[i]["name"] for i in wanted])
         column = {index: position for position, index in enumerate(wanted)}
-        keys = {index: [] for index in indexes}
-        for frame in frames["frames"]:
-            world = {}
-            for index in wanted:
-                at = frame["at"][column[index]]
-                if at is not None and None not in at:
-                    world[index] = file_to_blender_matrix(at[:3], at[3:7], followers[index]["kind"] == "camera")
-            for index in indexes:
-                obj, parent = self.objects[index], followers[index]["parent"]
-                if index not in world or (parent is not None and parent not in world):
-                    continue
-                local = world[index]
-                if parent is not None:
-                    local = (world[parent] @ obj.matrix_parent_inverse).inverted() @ local
-                keys[index].append((frame["frame"], local))
         for index in indexes:
-            self.key_every_frame(self.objects[index], keys[index], followers[index].get("turnOrder") or "XYZ")
+            parent = followers[index]["parent"]
+            self.key_every_frame(self.objects[index], frames["frames"], column[index], column.get(parent),
+                                 followers[index].get("turnOrder") or "XYZ", followers[index]["kind"] == "camera")
             aim = followers[index]["aimAt"]
             if aim is not None and self.objects[aim] is not None:
                 track = self.objects[index].constraints.new('TRACK_TO')
                 track.target, track.track_axis, track.up_axis = self.objects[aim], 'TRACK_NEGATIVE_Z', 'UP_Y'
             self.count["sampled"] += 1
 
-    def key_every_frame(self, obj, keys, turn_order):
-        obj.rotation_mode = blender_rotation_mode(turn_order)
+    def key_every_frame(self, obj, frames, column, parent_column, turn_order, camera):
+        """Location and rotation keys from the world poses of `frames` (the follower's in
+        `column`, its parent's in `parent_column`), straight between frames. A parent camera's
+        quarter turn is undone by its child's parent inverse, so the parent counts by its file
+        pose alone. A frame with a pose that is not finite (a broken file) gets no key."""
+        obj.rotation_mode = mode = blender_rotation_mode(turn_order)
+        numbers, rows, previous = [], [], None
+        for frame in frames:
+            try:
+                position, rotation = blender_pose(frame["at"][column])
+                if camera:
+                    rotation = rotation @ CAMERA_TURN_QUATERNION
+                if parent_column is not None:
+                    parent_position, parent_rotation = blender_pose(frame["at"][parent_column])
+                    parent_rotation.conjugate()
+                    position, rotation = parent_rotation @ (position - parent_position), parent_rotation @ rotation
+            except TypeError:
+                continue
+            previous = rotation.to_euler(mode, previous) if previous else rotation.to_euler(mode)
+            numbers.append(frame["frame"])
+            rows.append((*position, *previous))
+        if not numbers:
+            numbers, rows = [self.range[0]], [(0.0,) * 6]
         action = self.new_action(obj)
-        frames = [frame for frame, _ in keys] or [self.range[0]]
-        locations, rotations, previous = [], [], None
-        for _, local in keys:
-            previous = local.to_euler(obj.rotation_mode, previous) if previous else local.to_euler(obj.rotation_mode)
-            locations.append(local.to_translation())
-            rotations.append(previous)
-        if not keys:
-            locations, rotations = [Vector()], [Vector()]
-        for path, rows in (("location", locations), ("rotation_euler", rotations)):
-            for axis in range(3):
-                fcurve = action.fcurves.new(path, index=axis, action_group=obj.name)
-                values = [row[axis] for row in rows]
-                set_keys(fcurve, frames, values, list(zip(frames, values)), list(zip(frames, values)),
-                         dict.fromkeys(range(len(frames)), 'LINEAR'))
+        linear = bpy.types.Keyframe.bl_rna.properties["interpolation"].enum_items["LINEAR"].value
+        co = [0.0] * (2 * len(numbers))
+        co[0::2] = numbers
+        for channel, values in enumerate(zip(*rows)):
+            path = "location" if channel < 3 else "rotation_euler"
+            points = action.fcurves.new(path, index=channel % 3, action_group=obj.name).keyframe_points
+            points.add(len(numbers))
+            co[1::2] = values
+            points.foreach_set("co", co)
+            # Straight between frames: no handles to keep, and interpolation takes foreach_set.
+            points.foreach_set("interpolation", [linear] * len(numbers))
 
     # ---- The script
     def read_script(self):

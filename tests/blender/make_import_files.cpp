@@ -3,8 +3,10 @@
 // linear and constant ends, a rotation order other than the exporter's, a keyless follower, names
 // longer than 31 bytes, a camera record with a lens curve, a motion path, and events naming these.
 // rig.nis, older.nis, crannnberry.nis: the inspect tests' files with a motion path and a look-at
-// rig, the older record layout, and the Crannnberry layout.
+// rig, the older record layout, and the Crannnberry layout. With a count, only sampled.nis: that
+// many followers keyed at every frame by the import, for bench/import_bench.py.
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -129,6 +131,28 @@ std::string GameFile() {
                            Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) + Chunk("CMRA", cmra.s));
 }
 
+// `count` followers that each stand on a leader and six numbers of their own, so the import keys
+// every one at every frame of 61 seconds at 30 fps: the slow road, for the benchmark.
+std::string SampledFile(int count) {
+  Bytes anim, lead, folw;
+  anim.U32(static_cast<uint32_t>(6 * count));
+  lead.U32(static_cast<uint32_t>(count));
+  folw.U32(static_cast<uint32_t>(count));
+  const double still[6] = {4, 5, 6, 0.1, 0.2, 0.3}, zero[6] = {};
+  for (int i = 0; i < count; ++i) {
+    const std::string path = "Root|Ship" + std::to_string(i);
+    for (const std::string& name : Slots(path)) {
+      WriteCurve(anim, {name, {{0, 0, {1, 0}, {1, 0}}, {30, double(i), {0.6f, 0.8f}, {0.6f, 0.8f}}, {61, 1, {1, 0}, {1, 0}}}});
+    }
+    WriteRecord(lead, "LEAD_" + path, {""}, Slots(path), zero, " ZYX");
+    WriteRecord(folw, "FOLW_" + path, {"LEAD_" + path, "Ship", "Hgn_Scout"}, Slots(""), still, " ZYX");
+  }
+  const std::string head = Chunk("NAME", "Homeworld2 NIS File") + Chunk("VERS", Bytes().U32(256).s) +
+                           Chunk("INFO", Bytes().U32(30).U32(0).U32(1830).s);
+  return Chunk("FORM", "NIS " + head + Chunk("ANIM", anim.s) + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
+                           Chunk("CMRA", Bytes().U32(0).s));
+}
+
 const char* const kGameScript =
     "-- opening shot\n"
     "fadeSet(1)\n"
@@ -154,11 +178,12 @@ bool Write(const std::string& path, const std::string& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: make_import_files DIR\n");
+  if (argc != 2 && argc != 3) {
+    std::fprintf(stderr, "usage: make_import_files DIR [SAMPLED_FOLLOWERS]\n");
     return 2;
   }
   const std::string dir = argv[1];
+  if (argc == 3) return Write(dir + "/sampled.nis", SampledFile(std::atoi(argv[2]))) ? 0 : 1;
   // More global events than a comment of 1,023 bytes holds.
   std::string script = kGameScript;
   for (int i = 0; i < 40; ++i) script += "\tspeechEventActor(\"$561" + std::to_string(10 + i) + "\",2,2)\n";
