@@ -253,6 +253,7 @@ class SceneBuilder:
             name = self.names.make(wanted or "Follower", is_camera)
             obj = bpy.data.objects.new(name, bpy.data.cameras.new(name) if is_camera else None)
             if is_camera:
+                rules.set_game_lens(obj.data)  # the lens the game shows, where no record gives one
                 if camera:
                     self.set_lens(obj.data, self.dump["cameras"][cameras.index(camera)])
                     obj["NIS Camera"] = camera["name"]
@@ -287,9 +288,10 @@ class SceneBuilder:
         return OLDER_CLASSES.get(number, str(number)) if number is not None else ""
 
     def set_lens(self, data, camera):
+        # The game shows the film's height as the picture's, as the export's lens check says.
+        data.type, data.lens_unit, data.sensor_fit = 'PERSP', 'MILLIMETERS', 'VERTICAL'
         data.lens = camera["focalLength"]
         data.sensor_width, data.sensor_height = camera["horizontalAperture"], camera["verticalAperture"]
-        data.sensor_fit = 'HORIZONTAL' if data.sensor_width >= data.sensor_height else 'VERTICAL'
         data.clip_start, data.clip_end = camera["nearClip"], camera["farClip"]
         focal = self.curves.get(camera.get("focalLengthCurve") or "")
         if focal and focal["keys"]:

@@ -7,6 +7,7 @@ import json
 import os
 import subprocess
 import sys
+import tempfile
 
 import addon_utils
 import bpy
@@ -45,9 +46,22 @@ def clear():
 
 
 def import_file(path):
-    if bpy.ops.import_scene.reelwright_nis(filepath=path) != {'FINISHED'}:
+    """Imports through the operator: {file name: object}, and the reports Blender printed."""
+    sys.stdout.flush()
+    saved = os.dup(1)
+    with tempfile.TemporaryFile("w+") as out:
+        os.dup2(out.fileno(), 1)
+        try:
+            result = bpy.ops.import_scene.reelwright_nis(filepath=path)
+        finally:
+            sys.stdout.flush()
+            os.dup2(saved, 1)
+            os.close(saved)
+        out.seek(0)
+        reports = [line for line in out.read().splitlines() if line.startswith(("Error:", "Warning:", "Info:"))]
+    if result != {'FINISHED'}:
         fail("the import of %s did not finish" % path)
-    return {obj["NIS Name"]: obj for obj in bpy.data.objects if obj.type != 'CURVE'}
+    return {obj["NIS Name"]: obj for obj in bpy.data.objects if obj.type != 'CURVE'}, reports
 
 
 # ---- The file's motion by the reference evaluation (`dump --frames`) ----------------------------
@@ -101,7 +115,17 @@ def check_game_file():
     clear()
     subprocess.run([make_files, work], check=True)
     nis = os.path.join(work, "game.nis")
-    objects = import_file(nis)
+    objects, reports = import_file(nis)
+    expected_reports = [
+        "Info: 2 names were changed to fit the exporter's 31 bytes or made unique; each object keeps its file "
+        "name in the property NIS Name",
+        "Warning: Not mapped: 1 script lines that are no event (kept in the text game.script)",
+        "Warning: Not mapped: 20 global events do not fit the 1,023 bytes of the scene's comment: they are markers "
+        "named as the call, which the export refuses until some are taken out (all are in the text game.script)",
+        "Info: Imported 6 objects (1 cameras), 19 curves, 2 objects keyed at every frame, 45 events, "
+        "1 motion paths drawn"]
+    if reports != expected_reports:
+        fail("reports\n%s" % "\n".join(reports))
     scene = bpy.context.scene
     if (scene.render.fps, scene.frame_start, scene.frame_end) != (30, 0, 90):
         fail("frame rate and range %s" % ((scene.render.fps, scene.frame_start, scene.frame_end),))
@@ -128,8 +152,8 @@ def check_game_file():
 
     camera = objects["FOLW_Root|Camera1"]
     lens = camera.data
-    if ((lens.sensor_width, lens.sensor_height, lens.clip_start, lens.clip_end, camera["Center Of Interest"])
-            != (36, 24, 0.5, 20000, "Hgn_AssaultFrigate_Escort_Wing_")):
+    if ((lens.sensor_width, lens.sensor_height, lens.sensor_fit, lens.clip_start, lens.clip_end, camera["Center Of Interest"])
+            != (36, 24, 'VERTICAL', 0.5, 20000, "Hgn_AssaultFrigate_Escort_Wing_")):
         fail("camera %s" % ((lens.sensor_width, lens.sensor_height, lens.clip_start, lens.clip_end),))
     for frame, focal in ((0, 35), (90, 50)):
         scene.frame_set(frame)
@@ -171,7 +195,7 @@ def check_own_export_comes_back():
     """Our own example, imported and exported again, plays the same and keeps every event."""
     clear()
     source = os.path.join(examples, "fleet.nis")
-    objects = import_file(source)
+    objects, _ = import_file(source)
     if sorted(o.name for o in objects.values()) != ["CAM_Main", "Fleet", "Ship1"]:
         fail("example objects %s" % sorted(objects))
     again = os.path.join(work, "again.nis")
@@ -189,7 +213,7 @@ def check_other_layouts():
     for file, aimed in (("rig.nis", "CAM_Main"), ("older.nis", None), ("crannnberry.nis", None)):
         clear()
         nis = os.path.join(work, file)
-        objects = import_file(nis)
+        objects, _ = import_file(nis)
         scene = bpy.context.scene
         check_motion(nis, objects, range(scene.frame_start, scene.frame_end + 1))
         tracks = {o.name: c.target.name for o in objects.values() for c in o.constraints if c.type == 'TRACK_TO'}
