@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kHelp =
     "Usage:\n"
     "  reelwright export MODEL.ms3d|SCENE.gltf|SCENE.glb [-o OUT] [--animation NAME]\n"
-    "                    [--log FILE] [-f|--force] [-q|--quiet]\n"
+    "                    [--log FILE] [--report FILE.json] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
     "  reelwright dump FILE.nis --frames [NAME...]\n"
     "  reelwright check FILE.nis [FILE.script] [--strict]\n"
@@ -33,6 +33,7 @@ constexpr const char* kHelp =
     "  -o, --output OUT  the NIS file; a name without extension gets \".nis\"\n"
     "  --animation NAME  the glTF animation to export (default: the first)\n"
     "  --log FILE        also write the whole log, with CR LF line ends, to FILE\n"
+    "  --report FILE     also write the run's result and problems as JSON to FILE\n"
     "  -f, --force       replace an existing output file\n"
     "  -q, --quiet       do not print the log\n"
     "dump    shows the chunks of a NIS file; --json as JSON, with the scene it reads;\n"

@@ -12,10 +12,14 @@
 #include "cli/Cli.h"
 #include "cli/ConsolePlatform.h"
 #include "cli/OutputPlan.h"
+#include "cli/RunReport.h"
 #include "cli/StagedFiles.h"
 #include "export/GltfExportOptions.h"
 #include "export/PlugIn.h"
 #include "host/HostBuffers.h"
+#include "inspect/Check.h"
+#include "inspect/NisDocument.h"
+#include "io/FileBytes.h"
 #include "log/ExportLog.h"
 #include "model/GltfReader.h"
 #include "model/Ms3dReader.h"
@@ -44,6 +48,7 @@ std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& a
   ArgParser parser;
   parser.Value("-o", "--output", "a file name", args.outputs.outputArg);
   parser.Value(nullptr, "--log", "a file name", args.outputs.logPath);
+  parser.Value(nullptr, "--report", "a file name", args.outputs.reportPath);
   parser.Value(nullptr, "--animation", "an animation name", args.animation);
   parser.Flag("-f", "--force", args.outputs.force);
   parser.Flag("-q", "--quiet", args.quiet);
@@ -89,14 +94,13 @@ int ExitCodeFor(ExportOutcome outcome) {
   return kExitFailed;
 }
 
-// Stages the whole log, as the window holds it, for the log file.
-bool StageLogFile(StagedFiles& staged, const std::string& path, std::string& problem) {
+// Stages text, byte for byte, for the file at path.
+bool StageText(StagedFiles& staged, const std::string& path, const std::string& text, std::string& problem) {
   std::FILE* file = staged.Open(path, "wb");
   if (!file) {
     problem = std::string("cannot be written (") + std::strerror(errno) + ")";
     return false;
   }
-  const std::string text = LogSectionCount() > 0 ? LogSectionText(0) : std::string();
   const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
   if (std::fclose(file) != 0 || !written) {
     problem = std::string("cannot be written (") + std::strerror(errno) + ")";
@@ -105,16 +109,23 @@ bool StageLogFile(StagedFiles& staged, const std::string& path, std::string& pro
   return true;
 }
 
+// Stages the whole log, as the window holds it, for the log file.
+bool StageLogFile(StagedFiles& staged, const std::string& path, std::string& problem) {
+  return StageText(staged, path, LogSectionCount() > 0 ? LogSectionText(0) : std::string(), problem);
+}
+
 // A model whose file states another frame rate than the one the export uses is worth a word
 // before the log starts: the NIS file's times follow OPT_FPS, not the file.
-void NoteFrameRates(const std::string& modelPath, float fileFps, msModel* model, std::ostream& err) {
+void NoteFrameRates(const std::string& modelPath, float fileFps, msModel* model, RunReport& report, std::ostream& err) {
   const FrameRateOption option = ReadFrameRateOption(model);
   if (fileFps <= 0 || static_cast<double>(fileFps) == option.fps) return;
   std::ostringstream what;
-  what << "warning: the file's animation runs at " << fileFps << " fps, but "
+  what << "the file's animation runs at " << fileFps << " fps, but "
        << (option.given ? "OPT_FPS is " + std::to_string(option.fps) : std::string("the model comment has no OPT_FPS"))
        << "; the NIS file uses " << option.fps << " fps";
-  ReportFileError(err, modelPath, what.str());
+  ReportFileError(err, modelPath, "warning: " + what.str());
+  report.Add(modelPath,
+             Diagnostic(Severity::kWarning, -1, std::string(), what.str(), DiagnosticCode::kFrameRateDiffers));
 }
 
 // An .ms3d text longer than the modeller hands the plug-in is cut as the modeller cuts it; the
@@ -137,6 +148,35 @@ void NoteCutTexts(const std::string& modelPath, msModel* model, std::ostream& er
   }
 }
 
+// Reads the NIS file and the script the run staged as the inspector's `check` does (without the
+// curves' keys, so the memory follows the records, not the keys), says what it finds on err and
+// adds it to the report. False when it found an error, or could not read what was written.
+bool CheckWrittenFiles(const StagedFiles& staged, const OutputPaths& paths, RunReport& report, std::ostream& err) {
+  NisReadOptions options;
+  options.keys = false;
+  NisDocument doc;
+  std::string text, error;
+  if (!ReadNisFile(staged.TemporaryPathOf(paths.nis), doc, error, options) ||
+      !ReadFileBytes(staged.TemporaryPathOf(paths.script), kMaxScriptFileSize, text, error)) {
+    err << kProgram << ": error: the written files cannot be read back: " << error << "\n";
+    return false;
+  }
+  bool clean = true;
+  for (Diagnostic& diagnostic : CheckNisDocument(doc)) {
+    err << kProgram << ": " << FormatDiagnostic(paths.nis, diagnostic) << "\n";
+    clean = clean && !diagnostic.isError();
+    diagnostic.code = DiagnosticCode::kNisCheck;
+    report.Add(paths.nis, std::move(diagnostic));
+  }
+  for (Diagnostic& diagnostic : CheckScriptText(doc, text, paths.script)) {
+    err << kProgram << ": " << FormatDiagnostic("", diagnostic) << "\n";
+    clean = clean && !diagnostic.isError();
+    diagnostic.code = DiagnosticCode::kScriptCheck;
+    report.Add(paths.script, std::move(diagnostic));
+  }
+  return clean;
+}
+
 // Installs the console platform for one run and takes the log down before the platform goes
 // (the log's window refers to it).
 class InstalledPlatform {
@@ -152,6 +192,63 @@ class InstalledPlatform {
   ConsolePlatform& platform_;
 };
 
+// One export's outputs beside the NIS file and the script: the log file and the report. Both are
+// written also when the export fails; the report also when the run is refused, when its own
+// path passes the output rules.
+class ExportRun {
+ public:
+  ExportRun(const OutputRequest& request, const OutputPaths& paths)
+      : request_(request), paths_(paths), reportUsable_(CheckReportPath(request, paths)) {
+    report.input = request.modelPath;
+    report.nis = paths.nis;
+    report.script = paths.script;
+  }
+
+  // A run that wrote nothing: the report alone, if it can be written.
+  int Refused(std::ostream& err) {
+    if (!reportUsable_) return kExitUsage;
+    StagedFiles staged;
+    std::string path = paths_.report, problem;
+    if (!StageReport(staged, kExitUsage, problem) || !staged.Place(request_.force, path, problem))
+      ReportFileError(err, path, "error: " + problem);
+    return kExitUsage;
+  }
+  // The same, after saying on err that path is refused and why.
+  int Refused(const std::string& path, const std::string& what, std::ostream& err) {
+    ReportFileError(err, path, "error: " + what);
+    report.Add(path, Diagnostic(Severity::kError, -1, std::string(), what, DiagnosticCode::kOutputRefused));
+    return Refused(err);
+  }
+
+  // Stages the log and the report beside what the run staged, places them all and returns the
+  // run's exit code (2 when they could not be placed; then none of them is).
+  int Finish(StagedFiles& staged, int code, std::ostream& err) {
+    std::string problem, path = paths_.log;
+    bool stagedOk = paths_.log.empty() || StageLogFile(staged, paths_.log, problem);
+    if (stagedOk && !paths_.report.empty()) {
+      path = paths_.report;
+      stagedOk = StageReport(staged, code, problem);
+    }
+    if (stagedOk && staged.Place(request_.force, path, problem)) return code;
+    staged.Discard();
+    ReportFileError(err, path, "error: " + problem);
+    return code == kExitOk ? kExitUsage : code;
+  }
+
+  RunReport report;
+
+ private:
+  bool StageReport(StagedFiles& staged, int code, std::string& problem) const {
+    std::ostringstream json;
+    WriteRunReportJson(report, code, json);
+    return StageText(staged, paths_.report, json.str(), problem);
+  }
+
+  const OutputRequest& request_;
+  const OutputPaths& paths_;
+  const bool reportUsable_;
+};
+
 }  // namespace
 
 int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
@@ -160,18 +257,19 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
   if (!problem.empty()) return UsageError(err, problem);
 
   const std::string& modelPath = args.outputs.modelPath;
-  ModelRead read = ReadModelFile(args);
-  for (const Diagnostic& diagnostic : read.diagnostics)
-    err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
-  if (!read.ok()) return kExitUsage;
-
   const OutputPaths paths = ChooseOutputPaths(args.outputs);
-  OutputRefusal refusal;
-  if (!CheckOutputPaths(args.outputs, paths, refusal)) {
-    ReportFileError(err, refusal.path, "error: " + refusal.what);
-    return kExitUsage;
+  ExportRun run(args.outputs, paths);
+  ModelRead read = ReadModelFile(args);
+  for (Diagnostic& diagnostic : read.diagnostics) {
+    err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
+    diagnostic.code = DiagnosticCode::kModelFile;
+    run.report.Add(modelPath, std::move(diagnostic));
   }
-  NoteFrameRates(modelPath, read.fileFps, read.model.get(), err);
+  if (!read.ok()) return run.Refused(err);
+
+  OutputRefusal refusal;
+  if (!CheckOutputPaths(args.outputs, paths, refusal)) return run.Refused(refusal.path, refusal.what, err);
+  NoteFrameRates(modelPath, read.fileFps, read.model.get(), run.report, err);
   NoteCutTexts(modelPath, read.model.get(), err);
 
   StagedFiles staged;
@@ -190,20 +288,28 @@ int ExportCommand(const std::vector<std::string>& words, std::ostream& out, std:
 
   if (!platform.refusal().empty()) {
     msModel_Destroy(model);  // the refused dialog left it to us
-    ReportFileError(err, paths.nis, "error: " + platform.refusal());
-    return kExitUsage;
+    return run.Refused(paths.nis, platform.refusal(), err);
   }
-  // A failed run keeps no NIS file and no script; its log still tells what went wrong.
+  for (const Diagnostic& logged : LogProblems()) run.report.Add("", logged);
+  // The plug-in's result line stands as the host shows it; the command judges by the problems:
+  // a run that logged an error has failed, whatever the result line said.
   int code = ExitCodeFor(exportPlugIn.lastOutcome());
-  if (code != kExitOk) staged.Discard();
-  std::string placeProblem, placePath = paths.log;
-  if (!paths.log.empty() && !StageLogFile(staged, paths.log, placeProblem)) {
-    staged.Discard();
-  } else if (staged.Place(args.outputs.force, placePath, placeProblem)) {
-    return code;
+  if (code == kExitOk && run.report.HasError()) {
+    err << kProgram
+        << ": error: the export logged an error, so it failed; the NIS file and the script are not "
+           "written\n";
+    code = kExitFailed;
   }
-  ReportFileError(err, placePath, "error: " + placeProblem);
-  return code == kExitOk ? kExitUsage : code;
+  // What was written is checked before it is placed, as `check` would check it.
+  if (code == kExitOk && !CheckWrittenFiles(staged, paths, run.report, err)) {
+    err << kProgram
+        << ": error: the check of the written files found an error, so the export failed; the NIS file "
+           "and the script are not written\n";
+    code = kExitFailed;
+  }
+  // A failed run keeps no NIS file and no script; its log and report still tell what went wrong.
+  if (code != kExitOk) staged.Discard();
+  return run.Finish(staged, code, err);
 }
 
 }  // namespace rw

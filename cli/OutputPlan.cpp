@@ -86,6 +86,7 @@ OutputPaths ChooseOutputPaths(const OutputRequest& request) {
   }
   paths.script = ScriptPathFor(paths.nis);
   paths.log = request.logPath;
+  paths.report = request.reportPath;
   return paths;
 }
 
@@ -113,8 +114,20 @@ bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<Na
 
 bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal) {
   return CheckOutputFiles({{request.modelPath, "the model file"}},
-                          {{paths.nis, "the NIS file"}, {paths.script, "the script"}, {paths.log, "the log file"}},
+                          {{paths.nis, "the NIS file"},
+                           {paths.script, "the script"},
+                           {paths.log, "the log file"},
+                           {paths.report, "the report"}},
                           request.force, refusal);
+}
+
+bool CheckReportPath(const OutputRequest& request, const OutputPaths& paths) {
+  OutputRefusal refusal;
+  return !paths.report.empty() && CheckOutputFiles({{request.modelPath, "the model file"},
+                                                    {paths.nis, "the NIS file"},
+                                                    {paths.script, "the script"},
+                                                    {paths.log, "the log file"}},
+                                                   {{paths.report, "the report"}}, request.force, refusal);
 }
 
 }  // namespace rw

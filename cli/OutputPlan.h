@@ -10,13 +10,15 @@ namespace rw {
 struct OutputPaths {
   std::string nis;
   std::string script;
-  std::string log;  // empty: no log file
+  std::string log;     // empty: no log file
+  std::string report;  // empty: no report
 };
 
 struct OutputRequest {
   std::string modelPath;
-  std::string outputArg;  // -o as given; empty: none
-  std::string logPath;    // --log as given; empty: none
+  std::string outputArg;   // -o as given; empty: none
+  std::string logPath;     // --log as given; empty: none
+  std::string reportPath;  // --report as given; empty: none
   bool force = false;
 };
 
@@ -44,8 +46,11 @@ bool CheckOutputFiles(const std::vector<NamedFile>& inputs, const std::vector<Na
 // when its name has no extension. The script beside the NIS path, and the log as given.
 OutputPaths ChooseOutputPaths(const OutputRequest& request);
 
-// CheckOutputFiles for the export: the model in, the NIS file, the script and the log out.
+// CheckOutputFiles for the export: the model in, the NIS file, the script, the log and the report out.
 bool CheckOutputPaths(const OutputRequest& request, const OutputPaths& paths, OutputRefusal& refusal);
+// The same checks for the report alone, the other files counting as inputs: true when a report
+// can be written even though another output is refused.
+bool CheckReportPath(const OutputRequest& request, const OutputPaths& paths);
 
 }  // namespace rw
 

@@ -125,6 +125,12 @@ bool StagedFiles::Place(bool replace, std::string& problemPath, std::string& pro
   return true;
 }
 
+std::string StagedFiles::TemporaryPathOf(const std::string& finalPath) const {
+  for (const Staged& file : staged_)
+    if (file.final == finalPath) return file.temporary;
+  return std::string();
+}
+
 void StagedFiles::Discard() {
   for (const Staged& file : staged_) std::remove(file.temporary.c_str());
   staged_.clear();

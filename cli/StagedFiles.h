@@ -30,6 +30,8 @@ class StagedFiles {
   bool Place(bool replace, std::string& problemPath, std::string& problem);
   // Removes the staged files that were not placed.
   void Discard();
+  // Where the file to be placed at finalPath is staged; empty when none is.
+  std::string TemporaryPathOf(const std::string& finalPath) const;
 
  private:
   struct Staged {

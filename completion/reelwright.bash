@@ -38,11 +38,11 @@ _reelwright() {
   local options types
   case ${COMP_WORDS[1]} in
     export)
-      options="-o --output --animation --log -f --force -q --quiet"
+      options="-o --output --animation --log --report -f --force -q --quiet"
       types=("ms3d gltf glb")
       case $prev in
         -o | --output) _reelwright_files "$cur" nis; return 0 ;;
-        --log) _reelwright_files "$cur"; return 0 ;;
+        --log | --report) _reelwright_files "$cur"; return 0 ;;
         --animation) return 0 ;;
       esac
       ;;
@@ -72,7 +72,7 @@ _reelwright() {
     *) return 0 ;;
   esac
   # Which file argument this word is: count the file words before it, skipping options and the
-  # values that follow -o, --output, --log, --animation and --map; after "--" every word is a file.
+  # values that follow -o, --output, --log, --report, --animation and --map; after "--" every word is a file.
   local i files=0 ended=0
   for ((i = 2; i < COMP_CWORD; i++)); do
     if ((ended)); then
@@ -81,7 +81,7 @@ _reelwright() {
     fi
     case ${COMP_WORDS[i]} in
       --) ended=1 ;;
-      -o | --output | --log | --animation | --map) ((i++)) ;;
+      -o | --output | --log | --report | --animation | --map) ((i++)) ;;
       -*) ;;
       *) ((files++)) ;;
     esac

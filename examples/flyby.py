@@ -1,5 +1,6 @@
 # A Homeworld 2 cinematic made in Blender, to copy from: a Hiigaran interceptor flies past a
-# Vaygr mothership; a wide camera watches the mothership, a chase camera follows the fighter.
+# Vaygr mothership; a wide camera beside the mothership pans with the fighter, then a chase
+# camera follows it.
 #
 #   blender -b --factory-startup --python examples/flyby.py -- OUT.nis [REELWRIGHT] [SAVE.blend]
 #
@@ -81,10 +82,10 @@ def build_scene():
     fighter["Num Events"] = 1
     fighter["Event0"] = '6|attack|"Mothership"'  # at 6 s the fighter's script attacks
 
-    wide = camera(scene, "CAM_Wide", mothership)
+    wide = camera(scene, "CAM_Wide", fighter)  # no keys of its own: it stands and pans
     wide.location = (0, -900, 250)
     chase = camera(scene, "CAM_Chase", fighter)
-    fly(chase, [(0, (-520, 60, 90)), (LAST_FRAME, (280, 60, 90))])
+    fly(chase, [(0, (-520, 60, 90)), (LAST_FRAME, (260, -40, 40))])
 
     marker(scene, "F_00", 0, wide)  # from 0 s the wide shot
     marker(scene, "F_150", 150, chase)  # from 5 s the chase

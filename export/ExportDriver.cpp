@@ -31,11 +31,11 @@ void OpenExportLog(const char* path) {
 bool FitsTheFormat(const Scene& scene) {
   const uint64_t size = PredictNisSize(scene);
   if (!scene.keysCapped && size <= kMaxWritableNisSize) return true;
-  LogError(
-      "The NIS file would be %s%llu bytes, more than the %llu bytes its 32-bit lengths can describe!\n"
-      "\t-> Nothing written...\n",
-      scene.keysCapped ? "more than " : "", static_cast<unsigned long long>(size),
-      static_cast<unsigned long long>(kMaxWritableNisSize));
+  LogError(DiagnosticCode::kNisTooLarge,
+           "The NIS file would be %s%llu bytes, more than the %llu bytes its 32-bit lengths can describe!\n"
+           "\t-> Nothing written...\n",
+           scene.keysCapped ? "more than " : "", static_cast<unsigned long long>(size),
+           static_cast<unsigned long long>(kMaxWritableNisSize));
   return false;
 }
 
@@ -49,10 +49,10 @@ bool ExportNis(const char* path, msModel* model) {
   LogPrint("Trying to attach an LiteIFF chunk to the given file...\n");
   LiteIFF iff;
   if (!iff.Attach(CurrentPlatform().OpenOutput(path, "wb"))) {
-    LogError(
-        "Unable to attach an IFF chunk to given file output!\n"
-        "\t-> Make sure that the file is not being accessed by another application\n"
-        "\t-> Nothing written...\n");
+    LogError(DiagnosticCode::kNisOpenFailed,
+             "Unable to attach an IFF chunk to given file output!\n"
+             "\t-> Make sure that the file is not being accessed by another application\n"
+             "\t-> Nothing written...\n");
     return false;
   }
 
@@ -63,7 +63,8 @@ bool ExportNis(const char* path, msModel* model) {
   LogEndStage();
   const bool nisWritten = iff.Close();
   if (!nisWritten)
-    LogError("Writing the NIS file \"%s\" failed: %s\n\t-> The file is not usable\n", path, iff.error().c_str());
+    LogError(DiagnosticCode::kNisWriteFailed, "Writing the NIS file \"%s\" failed: %s\n\t-> The file is not usable\n",
+             path, iff.error().c_str());
   const bool scriptWritten = WriteEventScript(scene, model, path);
 
   const long long elapsed = gClock() - start;

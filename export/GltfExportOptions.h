@@ -1,11 +1,13 @@
 // How the export reads a glTF scene: key times become frames at the rate the scan will give the
-// scene, and a camera's bind pose leaves room for the half turn the curves add to it.
+// scene, a camera's bind pose leaves room for the half turn the curves add to it, and a scene
+// too large for the file is refused before its keys are read.
 #ifndef REELWRIGHT_EXPORT_GLTFEXPORTOPTIONS_H
 #define REELWRIGHT_EXPORT_GLTFEXPORTOPTIONS_H
 
 #include <string>
 
 #include "model/GltfReader.h"
+#include "nis/NisChunks.h"
 #include "nis/NisFormat.h"
 #include "scene/Naming.h"
 #include "scene/Scene.h"
@@ -20,6 +22,8 @@ inline GltfReadOptions GltfExportOptions(const std::string& animation) {
   options.exportTurnY = [](const std::string& name) {
     return HasPrefix(name, kCameraPrefix) ? static_cast<double>(kCameraHalfTurn) : 0.0;
   };
+  options.exported = [](const std::string& name) { return !HasPrefix(name, kIgnoredPrefix); };
+  options.maxNisSize = kMaxWritableNisSize;
   return options;
 }
 

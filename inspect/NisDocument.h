@@ -204,8 +204,16 @@ struct NisDocument {
 // in doc.faults, the chunk it stopped is marked partial, and reading goes on with what is
 // there. Never reads outside [data, data+size).
 bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::string& error);
-// The same for a file on disk; false with `error` also when it cannot be read.
-bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error);
+// How much of a file ReadNisFile decodes. Without keys, curves come with their names, layouts
+// and infinity words but no keys (nor Bezier key words): the records and names a check needs,
+// in memory that follows the records, not the keys.
+struct NisReadOptions {
+  bool keys = true;
+};
+// The same for a file on disk, read piece by piece, never held whole; false with `error` also
+// when it cannot be read.
+bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error,
+                 const NisReadOptions& options = NisReadOptions());
 
 // "NAME" for a chunk id; bytes outside printable ASCII appear as \xNN.
 std::string ChunkIdText(uint32_t id);

@@ -7,7 +7,6 @@
 
 #include "inspect/NisDocument.h"
 #include "io/ByteCursor.h"
-#include "io/FileBytes.h"
 #include "nis/NisFormat.h"
 
 namespace rw {
@@ -65,12 +64,15 @@ std::string NeedsBytesMessage(uint64_t count, uint64_t bytes, const ByteCursor& 
 // ---- chunk tree ----
 
 struct TreeReader {
-  const uint8_t* data;
+  ByteSource& source;
   std::vector<Diagnostic>& faults;
 
+  // 0 when the source cannot read the word: ReadNisSource then reports its error.
   uint32_t BigEndian(size_t at) const {
-    return static_cast<uint32_t>(data[at]) << 24 | static_cast<uint32_t>(data[at + 1]) << 16 |
-           static_cast<uint32_t>(data[at + 2]) << 8 | data[at + 3];
+    const uint8_t* data = source.Bytes(at, 4);
+    if (!data) return 0;
+    return static_cast<uint32_t>(data[0]) << 24 | static_cast<uint32_t>(data[1]) << 16 |
+           static_cast<uint32_t>(data[2]) << 8 | data[3];
   }
 
   // Reads the chunk whose head starts at `pos` (at least 8 bytes before `end`) and returns it;
@@ -91,7 +93,8 @@ struct TreeReader {
     bool isForm = chunk.id == kChunkForm;
     if (!isForm && chunk.id != kChunkNrml) {
       size_t shown = chunk.dataSize < kFirstBytesShown ? chunk.dataSize : kFirstBytesShown;
-      chunk.firstBytes.assign(reinterpret_cast<const char*>(data + chunk.dataOffset), shown);
+      if (const uint8_t* data = source.Bytes(chunk.dataOffset, shown))
+        chunk.firstBytes.assign(reinterpret_cast<const char*>(data), shown);
       return chunk;
     }
     size_t typeWords = isForm ? 4 : 8;
@@ -134,7 +137,7 @@ std::string RecordWhere(const char* chunk, size_t index) { return std::string(ch
 
 // The key count is two 16-bit words: the count, then a flag that says what the key floats are.
 // Bezier keys have one more 16-bit word each, behind the two infinity words.
-bool ReadCurve(ByteCursor& in, NisCurve& curve) {
+bool ReadCurve(ByteCursor& in, NisCurve& curve, bool withKeys) {
   curve.offset = static_cast<uint32_t>(in.pos());
   uint16_t keyCount = 0, flag = 0;
   if (!in.Text(curve.name, "name")) return false;
@@ -148,7 +151,8 @@ bool ReadCurve(ByteCursor& in, NisCurve& curve) {
   if (keyCount > in.left() / keyBytes) {
     return in.Fail(countAt, "keyCount", NeedsBytesMessage(keyCount, uint64_t{keyCount} * keyBytes, in));
   }
-  curve.keys.resize(keyCount);
+  if (!withKeys) in.Skip(keyCount, kKeySize, "keys");
+  curve.keys.resize(withKeys ? keyCount : 0);
   for (NisKey& key : curve.keys) {
     in.F64(key.time, "keys");
     in.F64(key.value, "keys");
@@ -157,7 +161,8 @@ bool ReadCurve(ByteCursor& in, NisCurve& curve) {
   }
   in.U32(curve.preInfinity, "preInfinity");
   in.U32(curve.postInfinity, "postInfinity");
-  if (curve.layout == NisCurveLayout::kBezier) {
+  if (curve.layout == NisCurveLayout::kBezier && !withKeys) in.Skip(keyCount, kKeyWordSize, "keyWords");
+  if (curve.layout == NisCurveLayout::kBezier && withKeys) {
     curve.keyWords.resize(keyCount);
     for (uint16_t& word : curve.keyWords) in.U16(word, "keyWords");
   }
@@ -317,9 +322,9 @@ void ReadRecordList(ByteCursor& in, uint32_t count, size_t countOffset, const ch
 
 // The records of one chunk that starts with their 32-bit count.
 template <class Record, class ReadRecord>
-void ReadCountedRecords(const uint8_t* data, const NisChunk& chunk, const char* name, size_t minSize, ReadRecord read,
+void ReadCountedRecords(ByteSource& source, const NisChunk& chunk, const char* name, size_t minSize, ReadRecord read,
                         std::vector<Record>& out, std::vector<Diagnostic>& faults) {
-  ByteCursor in(data, chunk.dataOffset, size_t{chunk.dataOffset} + chunk.dataSize);
+  ByteCursor in(source, chunk.dataOffset, size_t{chunk.dataOffset} + chunk.dataSize);
   uint32_t count = 0;
   if (!in.U32(count, "count")) {
     faults.push_back(Fault(in.failOffset(), std::string(name) + " count", in.failMessage()));
@@ -331,7 +336,7 @@ void ReadCountedRecords(const uint8_t* data, const NisChunk& chunk, const char* 
 // LEAD and FOLW come in two layouts; the one whose records line up with the chunk wins, the
 // current one when neither does.
 template <class Record>
-NisVariant ReadVariantRecords(const uint8_t* data, const NisChunk& chunk, const char* name, size_t olderMin,
+NisVariant ReadVariantRecords(ByteSource& source, const NisChunk& chunk, const char* name, size_t olderMin,
                               bool (*read)(ByteCursor&, Record&, NisVariant), std::vector<Record>& out,
                               std::vector<Diagnostic>& faults) {
   const NisVariant variants[2] = {NisVariant::kCurrent, NisVariant::kOlder};
@@ -341,7 +346,7 @@ NisVariant ReadVariantRecords(const uint8_t* data, const NisChunk& chunk, const 
     NisVariant variant = variants[attempt];
     size_t minSize = olderMin + (variant == NisVariant::kCurrent ? 4 : 0);
     auto readVariant = [&](ByteCursor& in, Record& record) { return read(in, record, variant); };
-    ReadCountedRecords<Record>(data, chunk, name, minSize, readVariant, tries[attempt], tryFaults[attempt]);
+    ReadCountedRecords<Record>(source, chunk, name, minSize, readVariant, tries[attempt], tryFaults[attempt]);
     if (tryFaults[attempt].empty()) break;
   }
   int pick = tryFaults[0].empty() || !tryFaults[1].empty() ? 0 : 1;
@@ -361,7 +366,8 @@ void CheckFixedSize(const NisChunk& chunk, size_t expected, std::vector<Diagnost
 
 class ChunkDecoder {
  public:
-  ChunkDecoder(const uint8_t* data, NisDocument& doc) : data_(data), doc_(doc) {}
+  ChunkDecoder(ByteSource& source, NisDocument& doc, const NisReadOptions& options)
+      : source_(source), doc_(doc), options_(options) {}
 
   // NAME and VERS first: they decide how the other chunks read.
   void DecodeHeader(std::vector<NisChunk>& chunks) {
@@ -426,8 +432,10 @@ class ChunkDecoder {
     bool crannnberry = doc_.layout == NisLayout::kCrannnberry;
     switch (chunk.id) {
       case kChunkName:
-        if (!doc_.title)
-          doc_.title = std::string(reinterpret_cast<const char*>(data_ + chunk.dataOffset), chunk.dataSize);
+        if (!doc_.title) {
+          const uint8_t* title = chunk.dataSize == 0 ? nullptr : source_.Bytes(chunk.dataOffset, chunk.dataSize);
+          doc_.title = title ? std::string(reinterpret_cast<const char*>(title), chunk.dataSize) : std::string();
+        }
         return true;
       case kChunkVers:
         DecodeVersion(chunk, faults);
@@ -437,10 +445,10 @@ class ChunkDecoder {
         return true;
       case kChunkCmra:
         if (crannnberry) {
-          ReadCountedRecords(data_, chunk, "CMRA", kCrannnberryCameraMin, ReadCrannnberryCamera,
+          ReadCountedRecords(source_, chunk, "CMRA", kCrannnberryCameraMin, ReadCrannnberryCamera,
                              doc_.crannnberry->cameras, faults);
         } else {
-          ReadCountedRecords(data_, chunk, "CMRA", kCameraMin, ReadCamera, doc_.cameras, faults);
+          ReadCountedRecords(source_, chunk, "CMRA", kCameraMin, ReadCamera, doc_.cameras, faults);
         }
         return true;
       case kChunkCurv:
@@ -455,21 +463,24 @@ class ChunkDecoder {
   bool DecodeHomeworld2Records(const NisChunk& chunk, std::vector<Diagnostic>& faults) {
     switch (chunk.id) {
       case kChunkAnim:
-        ReadCountedRecords(data_, chunk, "ANIM", kCurveMin, ReadCurve, doc_.curves, faults);
+        ReadCountedRecords(
+            source_, chunk, "ANIM", kCurveMin,
+            [this](ByteCursor& in, NisCurve& curve) { return ReadCurve(in, curve, options_.keys); }, doc_.curves,
+            faults);
         return true;
       case kChunkNurb:
-        ReadCountedRecords(data_, chunk, "NURB", kNurbMin, ReadNurb, doc_.nurbCurves, faults);
+        ReadCountedRecords(source_, chunk, "NURB", kNurbMin, ReadNurb, doc_.nurbCurves, faults);
         return true;
       case kChunkPath:
-        ReadCountedRecords(data_, chunk, "PATH", kPathMin, ReadPath, doc_.paths, faults);
+        ReadCountedRecords(source_, chunk, "PATH", kPathMin, ReadPath, doc_.paths, faults);
         return true;
       case kChunkLead:
         doc_.leaderVariant =
-            ReadVariantRecords<NisLeader>(data_, chunk, "LEAD", kLeaderMin, ReadLeader, doc_.leaders, faults);
+            ReadVariantRecords<NisLeader>(source_, chunk, "LEAD", kLeaderMin, ReadLeader, doc_.leaders, faults);
         return true;
       case kChunkFolw:
         doc_.followerVariant =
-            ReadVariantRecords<NisFollower>(data_, chunk, "FOLW", kFollowerMin, ReadFollower, doc_.followers, faults);
+            ReadVariantRecords<NisFollower>(source_, chunk, "FOLW", kFollowerMin, ReadFollower, doc_.followers, faults);
         return true;
       default:
         return false;
@@ -528,11 +539,12 @@ class ChunkDecoder {
   }
 
   ByteCursor Payload(const NisChunk& chunk) const {
-    return ByteCursor(data_, chunk.dataOffset, size_t{chunk.dataOffset} + chunk.dataSize);
+    return ByteCursor(source_, chunk.dataOffset, size_t{chunk.dataOffset} + chunk.dataSize);
   }
 
-  const uint8_t* data_;
+  ByteSource& source_;
   NisDocument& doc_;
+  const NisReadOptions& options_;
   std::optional<float> versionFloat_;
   std::vector<const NisChunk*> decoded_;
 };
@@ -576,18 +588,21 @@ const NisChunk* FindNisChunk(const NisDocument& doc, uint32_t id) {
   return nullptr;
 }
 
-bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::string& error) {
+namespace {
+
+bool ReadNisSource(ByteSource& source, NisDocument& doc, std::string& error, const NisReadOptions& options) {
   doc = NisDocument();
-  doc.fileSize = size;
-  if (size > kMaxNisFileSize) {
-    error = "file of " + Num(size) + " bytes is larger than 32-bit offsets reach";
+  if (source.size() > kMaxNisFileSize) {
+    error = "file of " + Num(source.size()) + " bytes is larger than 32-bit offsets reach";
     return false;
   }
+  const size_t size = static_cast<size_t>(source.size());
+  doc.fileSize = size;
   if (size < kFormHeadSize) {
     error = "file has " + Num(size) + " bytes, too few for a FORM head (12)";
     return false;
   }
-  TreeReader tree{data, doc.faults};
+  TreeReader tree{source, doc.faults};
   if (tree.BigEndian(0) != kChunkForm) {
     error = "offset 0: found '" + ChunkIdText(tree.BigEndian(0)) + "' where a NIS file has 'FORM'";
     return false;
@@ -602,17 +617,26 @@ bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::st
   if (formEnd < size) {
     doc.faults.push_back(Fault(formEnd, "FORM 'NIS '", Num(size - formEnd) + " trailing bytes behind the FORM"));
   }
-  ChunkDecoder decoder(data, doc);
+  ChunkDecoder decoder(source, doc, options);
   decoder.DecodeHeader(form.children);
   decoder.DecodeRecords(form.children);
   ReportMissingChunks(decoder, doc);
-  return true;
+  // A file that could not be read to its end (it shrank, or the disk failed) is not judged.
+  error = source.error();
+  return error.empty();
 }
 
-bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error) {
-  std::string bytes;
-  if (!ReadFileBytes(path, kMaxNisFileSize, bytes, error)) return false;
-  return ReadNisDocument(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), doc, error);
+}  // namespace
+
+bool ReadNisDocument(const uint8_t* data, size_t size, NisDocument& doc, std::string& error) {
+  ByteSource source(data, size);
+  return ReadNisSource(source, doc, error, NisReadOptions());
+}
+
+bool ReadNisFile(const std::string& path, NisDocument& doc, std::string& error, const NisReadOptions& options) {
+  ByteSource source(nullptr, 0);
+  if (!source.OpenFile(path, error)) return false;
+  return ReadNisSource(source, doc, error, options);
 }
 
 }  // namespace rw

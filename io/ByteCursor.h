@@ -9,12 +9,17 @@
 #include <cstring>
 #include <string>
 
+#include "io/ByteSource.h"
+
 namespace rw {
 
 class ByteCursor {
  public:
   // Reads data[begin, end); offsets it reports are indexes into data (file offsets).
   ByteCursor(const uint8_t* data, size_t begin, size_t end) : data_(data), pos_(begin), end_(end) {}
+  // The same reads from [begin, end) of source, which need not hold the file in memory; a read
+  // the source cannot serve fails the cursor with the source's error.
+  ByteCursor(ByteSource& source, size_t begin, size_t end) : source_(&source), pos_(begin), end_(end) {}
 
   bool ok() const { return failed_ == false; }
   size_t pos() const { return pos_; }
@@ -75,9 +80,19 @@ class ByteCursor {
                   "text length " + std::to_string(n) + " runs past the end at " + std::to_string(end_) + " (" +
                       std::to_string(left()) + " bytes left)");
     }
-    v.assign(reinterpret_cast<const char*>(data_ + pos_), n);
+    const uint8_t* bytes = n == 0 ? nullptr : At(n, field);
+    if (n != 0 && !bytes) return false;
+    v.assign(reinterpret_cast<const char*>(bytes), n);
     pos_ += n;
     return true;
+  }
+  // Passes over count items of itemSize bytes without reading them, and fails where reading
+  // them one by one would: at the first item that does not fit.
+  bool Skip(size_t count, size_t itemSize, const char* field) {
+    if (failed_) return false;
+    const size_t fit = itemSize == 0 ? count : left() / itemSize;
+    pos_ += (count < fit ? count : fit) * itemSize;
+    return count <= fit || Fail(pos_, field, NeedsMessage(itemSize));
   }
   // A count of items of `itemSize` bytes each, refused when the items cannot fit in what is left,
   // so that nobody allocates for a count the file cannot hold.
@@ -101,19 +116,30 @@ class ByteCursor {
   }
 
  private:
+  std::string NeedsMessage(size_t n) const {
+    return "needs " + std::to_string(n) + " bytes, but only " + std::to_string(left()) + " are left before " +
+           std::to_string(end_);
+  }
+  // The n bytes at pos_ (inside the span), or null with the cursor failed when the source cannot
+  // read them.
+  const uint8_t* At(size_t n, const char* field) {
+    if (!source_) return data_ + pos_;
+    const uint8_t* bytes = source_->Bytes(pos_, n);
+    if (!bytes) Fail(pos_, field, source_->error().empty() ? NeedsMessage(n) : source_->error());
+    return bytes;
+  }
   bool Raw(void* out, size_t n, const char* field) {
     if (failed_) return false;
-    if (n > left()) {
-      return Fail(pos_, field,
-                  "needs " + std::to_string(n) + " bytes, but only " + std::to_string(left()) + " are left before " +
-                      std::to_string(end_));
-    }
-    std::memcpy(out, data_ + pos_, n);
+    if (n > left()) return Fail(pos_, field, NeedsMessage(n));
+    const uint8_t* bytes = At(n, field);
+    if (!bytes) return false;
+    std::memcpy(out, bytes, n);
     pos_ += n;
     return true;
   }
 
-  const uint8_t* data_;
+  const uint8_t* data_ = nullptr;
+  ByteSource* source_ = nullptr;
   size_t pos_, end_;
   bool failed_ = false;
   size_t failOffset_ = 0;

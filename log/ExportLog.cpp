@@ -12,6 +12,7 @@ namespace {
 
 struct ExportLog {
   std::vector<std::string> sections;  // bottom first
+  std::vector<Diagnostic> problems;
   std::unique_ptr<LogWindow> window;
 };
 
@@ -54,11 +55,9 @@ void Emit(const std::string& message) {
   ShowTop();
 }
 
-// The prefix is a print of its own, so a message of several lines has it on its first line only.
-void EmitFormatted(const char* prefix, const char* format, va_list args) {
-  const std::string message = FormatText(format, args);
-  if (prefix) Emit(prefix);
-  Emit(message);
+void LogFormattedProblem(Severity severity, DiagnosticCode code, const std::string& bone, const char* format,
+                         va_list args) {
+  LogProblem(Diagnostic(severity, -1, std::string(), FormatText(format, args), code, bone));
 }
 
 }  // namespace
@@ -76,23 +75,40 @@ std::string ConvertLineEnds(const std::string& text) {
 void LogPrint(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  EmitFormatted(nullptr, format, args);
+  Emit(FormatText(format, args));
   va_end(args);
 }
 
-void LogWarning(const char* format, ...) {
+void LogWarning(DiagnosticCode code, const char* format, ...) {
   va_list args;
   va_start(args, format);
-  EmitFormatted(kWarningPrefix, format, args);
+  LogFormattedProblem(Severity::kWarning, code, std::string(), format, args);
   va_end(args);
 }
 
-void LogError(const char* format, ...) {
+void LogError(DiagnosticCode code, const char* format, ...) {
   va_list args;
   va_start(args, format);
-  EmitFormatted(kErrorPrefix, format, args);
+  LogFormattedProblem(Severity::kError, code, std::string(), format, args);
   va_end(args);
 }
+
+void LogBoneWarning(DiagnosticCode code, const std::string& bone, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  LogFormattedProblem(Severity::kWarning, code, bone, format, args);
+  va_end(args);
+}
+
+void LogProblem(const Diagnostic& problem) {
+  ExportLog& log = TheLog();
+  if (log.sections.empty()) return;
+  Emit(problem.isError() ? kErrorPrefix : kWarningPrefix);
+  Emit(problem.what);
+  log.problems.push_back(problem);
+}
+
+const std::vector<Diagnostic>& LogProblems() { return TheLog().problems; }
 
 void LogOpenSection() { TheLog().sections.emplace_back(); }
 
@@ -105,6 +121,7 @@ void LogCloseAll() {
   ExportLog& log = TheLog();
   for (size_t open = log.sections.size(); open > 0; --open) LogEndStage();
   log.sections.clear();
+  log.problems.clear();
   log.window.reset();
 }
 

@@ -5,6 +5,9 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
+
+#include "io/Diagnostic.h"
 
 #if defined(__GNUC__)
 #define RW_PRINTF(fmt, args) __attribute__((format(printf, fmt, args)))
@@ -21,8 +24,17 @@ constexpr const char* kErrorPrefix = "ERROR: ";
 // printf-style. The text brings its own line ends; LF becomes CR LF. Texts of any length are
 // kept whole.
 void LogPrint(const char* format, ...) RW_PRINTF(1, 2);
-void LogWarning(const char* format, ...) RW_PRINTF(1, 2);  // "WARNING: " + the message
-void LogError(const char* format, ...) RW_PRINTF(1, 2);    // "ERROR: " + the message
+
+// The run's problems: each is printed as "WARNING: " or "ERROR: " and then its message (two
+// prints, so a message of several lines has the prefix on its first line only), and kept, with
+// its code and the bone it concerns (a path, "Root|Hull"), for LogProblems.
+void LogWarning(DiagnosticCode code, const char* format, ...) RW_PRINTF(2, 3);
+void LogError(DiagnosticCode code, const char* format, ...) RW_PRINTF(2, 3);
+void LogBoneWarning(DiagnosticCode code, const std::string& bone, const char* format, ...) RW_PRINTF(3, 4);
+// Prints problem as above (its `what` is the message as printed) and keeps it.
+void LogProblem(const Diagnostic& problem);
+// Every problem logged since the log was opened, in order; LogCloseAll forgets them.
+const std::vector<Diagnostic>& LogProblems();
 
 void LogOpenSection();   // pushes an empty section; prints nothing
 void LogCloseSection();  // pops the top section unless it is the only one

@@ -6,7 +6,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <map>
+#include <nlohmann/json.hpp>
+#include <unordered_map>
 
 #include "host/HostBuffers.h"
 #include "io/Diagnostic.h"
@@ -115,31 +118,32 @@ enum class Interpolation { kStep, kLinear, kCubicSpline };
 struct Curve {
   Interpolation interpolation = Interpolation::kLinear;
   int width = 3;
-  std::vector<double> times;
-  std::vector<double> values;
+  const std::vector<double>* times = nullptr;  // null: the node has no such channel
+  const std::vector<double>* values = nullptr;
 
   size_t Stride() const { return interpolation == Interpolation::kCubicSpline ? 3 : 1; }
   const double* Value(size_t key, size_t part = 1) const {
     const size_t slot = interpolation == Interpolation::kCubicSpline ? key * 3 + part : key;
-    return &values[slot * static_cast<size_t>(width)];
+    return &(*values)[slot * static_cast<size_t>(width)];
   }
 
   // The value at time t, clamped to the first and last keys; exactly a key's value at its time.
   void Evaluate(double t, double* out) const {
-    const size_t n = times.size();
+    const std::vector<double>& keys = *times;
+    const size_t n = keys.size();
     size_t i = 0;
-    if (t >= times[n - 1]) {
+    if (t >= keys[n - 1]) {
       i = n - 1;
-    } else if (t > times[0]) {
-      i = static_cast<size_t>(std::upper_bound(times.begin(), times.end(), t) - times.begin()) - 1;
+    } else if (t > keys[0]) {
+      i = static_cast<size_t>(std::upper_bound(keys.begin(), keys.end(), t) - keys.begin()) - 1;
     }
     const double* v0 = Value(i);
-    if (t <= times[i] || i + 1 == n || interpolation == Interpolation::kStep) {
+    if (t <= keys[i] || i + 1 == n || interpolation == Interpolation::kStep) {
       std::copy(v0, v0 + width, out);
       return;
     }
-    const double span = times[i + 1] - times[i];
-    const double s = (t - times[i]) / span;
+    const double span = keys[i + 1] - keys[i];
+    const double s = (t - keys[i]) / span;
     const double* v1 = Value(i + 1);
     if (interpolation == Interpolation::kCubicSpline) {
       const double s2 = s * s, s3 = s2 * s;
@@ -165,8 +169,38 @@ struct Curve {
 };
 
 struct NodeChannels {
-  const Curve* translation = nullptr;
-  const Curve* rotation = nullptr;
+  Curve translation;
+  Curve rotation;
+};
+
+// An accessor's floats, checked against its buffer but not yet copied.
+struct FloatSpan {
+  const unsigned char* base = nullptr;
+  uint64_t count = 0;
+  uint64_t stride = 0;
+  int width = 1;
+  std::string place;
+
+  float At(uint64_t i, size_t k) const {
+    float value;
+    std::memcpy(&value, base + i * stride + k * 4, sizeof value);
+    return value;
+  }
+};
+
+// A sampler's keys, checked but not yet copied.
+struct SamplerSpans {
+  Interpolation interpolation = Interpolation::kLinear;
+  int input = -1, output = -1;  // accessor indexes
+  FloatSpan times, values;
+};
+
+struct PlannedChannel {
+  std::string place;  // empty: the node has no such channel
+  SamplerSpans spans;
+};
+struct PlannedNode {
+  PlannedChannel translation, rotation;
 };
 
 // Walks one parsed glTF document into the host model. The first failure ends the read.
@@ -201,10 +235,15 @@ class GltfMapper {
   bool CollectSceneNodes();
   bool Comment(const tinygltf::Value& extras, const std::string& place, std::string& comment);
   bool ChooseAnimation();
+  bool CheckFloats(int accessorIndex, int type, uint64_t expectedCount, const std::string& place, FloatSpan& span);
+  bool CopyFloats(const FloatSpan& span, std::vector<double>& out);
+  bool CheckSampler(const tinygltf::AnimationSampler& sampler, int width, const std::string& place,
+                    SamplerSpans& spans);
+  bool ScaleChanges(const SamplerSpans& spans);
+  bool CheckChannels();
+  bool FitsTheFile();
   bool ReadChannels();
-  bool ReadCurve(const tinygltf::AnimationSampler& sampler, int width, const std::string& place, Curve& curve);
-  bool ReadFloats(int accessorIndex, int type, size_t expectedCount, const std::string& place,
-                  std::vector<double>& out);
+  bool ReadCurve(const SamplerSpans& spans, const std::string& place, Curve& curve);
   bool RestPose(int index, Vec3d& position, double euler[3]);
   bool AddNode(int index);
 
@@ -217,8 +256,11 @@ class GltfMapper {
   std::vector<std::string> names_;     // by node index
   std::vector<std::string> comments_;  // by node index
   const tinygltf::Animation* animation_ = nullptr;
-  std::vector<Curve> curves_;
-  std::map<int, NodeChannels> channels_;
+  std::map<int, PlannedNode> planned_;                            // by node index
+  std::map<int, NodeChannels> channels_;                          // by node index
+  std::map<int, std::vector<double>> times_;                      // by accessor index
+  std::map<std::pair<int, size_t>, std::vector<double>> values_;  // by accessor index and stride
+  std::map<std::pair<int, size_t>, bool> scaleChanges_;           // by accessor index and stride
   double fps_ = kGltfDefaultFps;
 };
 
@@ -332,8 +374,8 @@ bool GltfMapper::ChooseAnimation() {
   return true;
 }
 
-bool GltfMapper::ReadFloats(int accessorIndex, int type, size_t expectedCount, const std::string& place,
-                            std::vector<double>& out) {
+bool GltfMapper::CheckFloats(int accessorIndex, int type, uint64_t expectedCount, const std::string& place,
+                             FloatSpan& span) {
   if (accessorIndex < 0 || static_cast<size_t>(accessorIndex) >= gltf_.accessors.size())
     return Fail(place, "names accessor " + std::to_string(accessorIndex) + ", but the file has " +
                            Num(gltf_.accessors.size()) + " accessors");
@@ -364,54 +406,97 @@ bool GltfMapper::ReadFloats(int accessorIndex, int type, size_t expectedCount, c
   if (stride < elementSize || accessor.byteOffset > view.byteLength || count - 1 > view.byteLength / stride ||
       (count - 1) * stride + elementSize > view.byteLength - accessor.byteOffset)
     return Fail(where, "reaches past the end of its buffer view (" + Num(view.byteLength) + " bytes)");
-  const unsigned char* base =
-      gltf_.buffers[static_cast<size_t>(view.buffer)].data.data() + view.byteOffset + accessor.byteOffset;
-  out.resize(static_cast<size_t>(count) * static_cast<size_t>(width));
-  for (uint64_t i = 0; i < count; ++i) {
-    for (int k = 0; k < width; ++k) {
-      float value;
-      std::memcpy(&value, base + i * stride + static_cast<uint64_t>(k) * 4, sizeof value);
-      if (!std::isfinite(value)) return Fail(where, "value " + Num(i) + " is not a finite number");
-      out[static_cast<size_t>(i) * static_cast<size_t>(width) + static_cast<size_t>(k)] = value;
+  span.base = gltf_.buffers[static_cast<size_t>(view.buffer)].data.data() + view.byteOffset + accessor.byteOffset;
+  span.count = count;
+  span.stride = stride;
+  span.width = width;
+  span.place = where;
+  return true;
+}
+
+bool GltfMapper::CopyFloats(const FloatSpan& span, std::vector<double>& out) {
+  const auto width = static_cast<size_t>(span.width);
+  out.resize(static_cast<size_t>(span.count) * width);
+  for (uint64_t i = 0; i < span.count; ++i) {
+    for (size_t k = 0; k < width; ++k) {
+      const float value = span.At(i, k);
+      if (!std::isfinite(value)) return Fail(span.place, "value " + Num(i) + " is not a finite number");
+      out[static_cast<size_t>(i) * width + k] = value;
     }
   }
   return true;
 }
 
-bool GltfMapper::ReadCurve(const tinygltf::AnimationSampler& sampler, int width, const std::string& place,
-                           Curve& curve) {
+bool GltfMapper::CheckSampler(const tinygltf::AnimationSampler& sampler, int width, const std::string& place,
+                              SamplerSpans& spans) {
   if (sampler.interpolation == "STEP") {
-    curve.interpolation = Interpolation::kStep;
+    spans.interpolation = Interpolation::kStep;
   } else if (sampler.interpolation == "LINEAR" || sampler.interpolation.empty()) {
-    curve.interpolation = Interpolation::kLinear;
+    spans.interpolation = Interpolation::kLinear;
   } else if (sampler.interpolation == "CUBICSPLINE") {
-    curve.interpolation = Interpolation::kCubicSpline;
+    spans.interpolation = Interpolation::kCubicSpline;
   } else {
     return Fail(place, "has the unknown interpolation " + QuoteText(sampler.interpolation));
   }
-  curve.width = width;
-  if (!ReadFloats(sampler.input, TINYGLTF_TYPE_SCALAR, 0, place + " times", curve.times)) return false;
-  for (size_t i = 1; i < curve.times.size(); ++i)
-    if (!(curve.times[i] > curve.times[i - 1]))
-      return Fail(place, "key time " + Num(i) + " is not after the one before it");
+  spans.input = sampler.input;
+  spans.output = sampler.output;
+  const uint64_t stride = spans.interpolation == Interpolation::kCubicSpline ? 3 : 1;
+  if (!CheckFloats(sampler.input, TINYGLTF_TYPE_SCALAR, 0, place + " times", spans.times)) return false;
   const int type = width == 3 ? TINYGLTF_TYPE_VEC3 : TINYGLTF_TYPE_VEC4;
-  if (!ReadFloats(sampler.output, type, curve.times.size() * curve.Stride(), place + " values", curve.values))
-    return false;
-  if (width == 4) {
-    for (size_t i = 0; i < curve.times.size(); ++i) {
-      double* v = &curve.values[(i * curve.Stride() + (curve.Stride() == 3 ? 1 : 0)) * 4];
-      Quat q{v[0], v[1], v[2], v[3]};
-      if (!Normalize(q)) return Fail(place, "rotation " + Num(i) + " is not a unit quaternion (its length is 0)");
-      v[0] = q.x, v[1] = q.y, v[2] = q.z, v[3] = q.w;
+  return CheckFloats(sampler.output, type, spans.times.count * stride, place + " values", spans.values);
+}
+
+// Each accessor is copied once however many channels read it, so that shared keys cost their
+// own size, not their size times the nodes that use them.
+bool GltfMapper::ReadCurve(const SamplerSpans& spans, const std::string& place, Curve& curve) {
+  curve.interpolation = spans.interpolation;
+  curve.width = spans.values.width;
+  auto times = times_.find(spans.input);
+  if (times == times_.end()) {
+    times = times_.emplace(spans.input, std::vector<double>()).first;
+    if (!CopyFloats(spans.times, times->second)) return false;
+    const std::vector<double>& t = times->second;
+    for (size_t i = 1; i < t.size(); ++i)
+      if (!(t[i] > t[i - 1])) return Fail(place, "key time " + Num(i) + " is not after the one before it");
+  }
+  curve.times = &times->second;
+  const std::pair<int, size_t> valueKey{spans.output, curve.Stride()};
+  auto values = values_.find(valueKey);
+  if (values == values_.end()) {
+    values = values_.emplace(valueKey, std::vector<double>()).first;
+    if (!CopyFloats(spans.values, values->second)) return false;
+    if (curve.width == 4) {  // the values proper, not a cubic spline's tangents, are unit quaternions
+      for (size_t i = 0; i < curve.times->size(); ++i) {
+        double* v = &values->second[(i * curve.Stride() + (curve.Stride() == 3 ? 1 : 0)) * 4];
+        Quat q{v[0], v[1], v[2], v[3]};
+        if (!Normalize(q)) return Fail(place, "rotation " + Num(i) + " is not a unit quaternion (its length is 0)");
+        v[0] = q.x, v[1] = q.y, v[2] = q.z, v[3] = q.w;
+      }
     }
   }
+  curve.values = &values->second;
   return true;
 }
 
-bool GltfMapper::ReadChannels() {
+// A scale that stays 1 (as some converters write) is no loss; one that changes is ignored with a warning.
+bool GltfMapper::ScaleChanges(const SamplerSpans& spans) {
+  const uint64_t stride = spans.interpolation == Interpolation::kCubicSpline ? 3 : 1;
+  const auto key = std::make_pair(spans.output, static_cast<size_t>(stride));
+  const auto found = scaleChanges_.find(key);
+  if (found != scaleChanges_.end()) return found->second;
+  bool changes = false;
+  for (uint64_t i = 0; i < spans.times.count && !changes; ++i) {
+    const uint64_t slot = i * stride + (stride == 3 ? 1 : 0);  // a cubic spline's value, not its tangents
+    for (size_t k = 0; k < 3; ++k)
+      if (std::fabs(static_cast<double>(spans.values.At(slot, k)) - 1) > kGltfRigidTolerance) changes = true;
+  }
+  scaleChanges_[key] = changes;
+  return changes;
+}
+
+bool GltfMapper::CheckChannels() {
   if (!animation_) return true;
   const std::string animationPlace = "animation " + QuoteText(animation_->name);
-  curves_.reserve(animation_->channels.size());  // NodeChannels point into it
   for (size_t c = 0; c < animation_->channels.size(); ++c) {
     const tinygltf::AnimationChannel& channel = animation_->channels[c];
     const std::string place = animationPlace + " channel " + Num(c);
@@ -426,26 +511,67 @@ bool GltfMapper::ReadChannels() {
     if (channel.sampler < 0 || static_cast<size_t>(channel.sampler) >= animation_->samplers.size())
       return Fail(place, "names sampler " + std::to_string(channel.sampler) + ", but the animation has " +
                              Num(animation_->samplers.size()));
-    curves_.emplace_back();
     const int width = path == "rotation" ? 4 : 3;
-    if (!ReadCurve(animation_->samplers[static_cast<size_t>(channel.sampler)], width, place, curves_.back()))
-      return false;
-    if (path == "scale") {  // a scale that stays 1 (as some converters write) is no loss
-      const Curve scale = std::move(curves_.back());
-      curves_.pop_back();
-      for (size_t key = 0; key < scale.times.size(); ++key) {
-        const double* value = scale.Value(key);
-        if (std::fabs(value[0] - 1) > kGltfRigidTolerance || std::fabs(value[1] - 1) > kGltfRigidTolerance ||
-            std::fabs(value[2] - 1) > kGltfRigidTolerance) {
-          Warn(NodePlace(node), "its scale animation is ignored (only translation and rotation are exported)");
-          break;
-        }
-      }
+    SamplerSpans spans;
+    if (!CheckSampler(animation_->samplers[static_cast<size_t>(channel.sampler)], width, place, spans)) return false;
+    if (path == "scale") {
+      if (ScaleChanges(spans))
+        Warn(NodePlace(node), "its scale animation is ignored (only translation and rotation are exported)");
       continue;
     }
-    const Curve*& slot = width == 4 ? channels_[node].rotation : channels_[node].translation;
-    if (slot) return Fail(place, "animates the " + path + " of " + NodePlace(node) + " a second time");
-    slot = &curves_.back();
+    PlannedChannel& slot = width == 4 ? planned_[node].rotation : planned_[node].translation;
+    if (!slot.place.empty()) return Fail(place, "animates the " + path + " of " + NodePlace(node) + " a second time");
+    slot = {place, spans};
+  }
+  return true;
+}
+
+// A floor under the size of the NIS file the export would write, from counts and name lengths
+// alone, so that a scene too large is refused before a key is copied and before any path is
+// built (a deep chain's paths grow with the square of its depth). Each key of an exported bone
+// takes 32 bytes in each of its seven curves, and sixteen names hold its path: its seven curves',
+// its leader's with the six curve names it lists, its follower's and the leader name that one
+// lists. A bone's path is its parent's (as the export finds the parent: the first bone of that
+// name) and its own name.
+bool GltfMapper::FitsTheFile() {
+  if (options_.maxNisSize == 0) return true;
+  constexpr uint64_t kCurvesPerBone = 7, kKeyBytes = 32, kPathsPerBone = 16;
+  constexpr uint64_t kRootLength = 4;  // "Root"
+  std::unordered_map<std::string, int> firstOfName;
+  std::vector<uint64_t> pathLength(gltf_.nodes.size(), 0), keys(gltf_.nodes.size(), 0);
+  uint64_t floor = 0;
+  for (int node : order_) {
+    const auto n = static_cast<size_t>(node);
+    const int parent = parent_[n];
+    const int climb = parent < 0 ? -1 : firstOfName.at(names_[static_cast<size_t>(parent)]);
+    firstOfName.emplace(names_[n], node);  // the parent came before: its name is there
+    pathLength[n] = (climb < 0 ? kRootLength : pathLength[static_cast<size_t>(climb)]) + 1 + names_[n].size();
+    const auto found = planned_.find(node);
+    if (found != planned_.end()) {
+      const PlannedChannel* channels[2] = {&found->second.translation, &found->second.rotation};
+      for (const PlannedChannel* channel : channels)
+        if (!channel->place.empty()) keys[n] = std::max(keys[n], channel->spans.times.count);
+    }
+    const bool exported = (!options_.exported || options_.exported(names_[n])) && (keys[n] > 0 || parent >= 0);
+    if (keys[n] == 0 && exported && climb >= 0) keys[n] = keys[static_cast<size_t>(climb)];  // a keyless child's
+    if (!exported) continue;
+    floor += kPathsPerBone * pathLength[n] + kCurvesPerBone * kKeyBytes * keys[n];
+    if (floor > options_.maxNisSize)
+      return Fail("", "the scene's keys and names alone need more than the " + Num(options_.maxNisSize) +
+                          " bytes a NIS file can hold");
+  }
+  return true;
+}
+
+bool GltfMapper::ReadChannels() {
+  for (auto& [node, planned] : planned_) {
+    NodeChannels& channels = channels_[node];
+    if (!planned.translation.place.empty() &&
+        !ReadCurve(planned.translation.spans, planned.translation.place, channels.translation))
+      return false;
+    if (!planned.rotation.place.empty() &&
+        !ReadCurve(planned.rotation.spans, planned.rotation.place, channels.rotation))
+      return false;
   }
   return true;
 }
@@ -521,17 +647,19 @@ bool GltfMapper::AddNode(int index) {
 
   const auto found = channels_.find(index);
   if (found == channels_.end()) return true;
-  const Curve* curves[2] = {found->second.translation, found->second.rotation};
+  const Curve* curves[2] = {found->second.translation.times ? &found->second.translation : nullptr,
+                            found->second.rotation.times ? &found->second.rotation : nullptr};
   // Keys at every time either curve has. A step curve also holds its value until one frame
   // before its next key, so the exported curve jumps within that frame instead of gliding.
   std::vector<double> times;
   for (const Curve* curve : curves) {
     if (!curve) continue;
-    times.insert(times.end(), curve->times.begin(), curve->times.end());
+    const std::vector<double>& keys = *curve->times;
+    times.insert(times.end(), keys.begin(), keys.end());
     if (curve->interpolation != Interpolation::kStep) continue;
-    for (size_t i = 1; i < curve->times.size(); ++i) {
-      const double hold = curve->times[i] - 1 / fps_;
-      if (hold > curve->times[i - 1]) times.push_back(hold);
+    for (size_t i = 1; i < keys.size(); ++i) {
+      const double hold = keys[i] - 1 / fps_;
+      if (hold > keys[i - 1]) times.push_back(hold);
     }
   }
   std::sort(times.begin(), times.end());
@@ -572,7 +700,8 @@ bool GltfMapper::Map() {
     const int32_t fps = options_.framesPerSecond(modelComment);
     fps_ = fps > 0 ? fps : kGltfDefaultFps;
   }
-  if (!ChooseAnimation() || !ReadChannels()) return false;
+  // Everything is checked and the file's size bounded before a single key is copied.
+  if (!ChooseAnimation() || !CheckChannels() || !FitsTheFile() || !ReadChannels()) return false;
   model_ = CreateModel();
   SetModelComment(model_, modelComment);
   for (int node : order_)
@@ -603,6 +732,68 @@ bool NoFileExists(const std::string&, void*) { return false; }
 std::string SamePath(const std::string& path, void*) { return path; }
 bool NoFileRead(std::vector<unsigned char>*, std::string*, const std::string&, void*) { return false; }
 bool NoFileWrite(std::string*, const std::string&, const std::vector<unsigned char>&, void*) { return false; }
+
+// The buffers of a .gltf or .glb that name files, as the loader opens them one by one: each is
+// read only when it is a regular file (a pipe or a device could block or never end) of exactly
+// its byteLength, and all of them together with the scene stay within kGltfMaxFileSize.
+struct BufferFiles {
+  std::vector<uint64_t> lengths;  // the byteLength of each buffer that names a file, in order
+  size_t next = 0;
+  uint64_t budget = 0;  // bytes that may still be read
+};
+
+// The byteLength of each buffer that names a file (a uri that is not a data URI), in file order.
+// Only the buffers' two properties are kept while the JSON is read.
+std::vector<uint64_t> BufferFileLengths(const char* text, size_t size) {
+  using nlohmann::json;
+  const json::parser_callback_t keep = [](int depth, json::parse_event_t event, json& parsed) {
+    if (event != json::parse_event_t::key) return true;
+    if (depth == 1) return parsed == "buffers";
+    if (depth == 3) return parsed == "uri" || parsed == "byteLength";
+    return true;
+  };
+  const json doc = json::parse(text, text + size, keep, false);
+  std::vector<uint64_t> lengths;
+  if (!doc.is_object() || !doc.contains("buffers") || !doc["buffers"].is_array()) return lengths;
+  for (const json& buffer : doc["buffers"]) {
+    if (!buffer.is_object() || !buffer.contains("uri") || !buffer["uri"].is_string()) continue;
+    const std::string& uri = buffer["uri"].get_ref<const std::string&>();
+    if (uri.empty() || tinygltf::IsDataURI(uri)) continue;
+    const json& length = buffer.contains("byteLength") ? buffer["byteLength"] : json();
+    lengths.push_back(length.is_number_unsigned() ? length.get<uint64_t>() : 0);
+  }
+  return lengths;
+}
+
+bool BufferFileExists(const std::string& path, void*) {
+  std::error_code code;
+  return std::filesystem::exists(path, code);
+}
+
+bool ReadBufferFile(std::vector<unsigned char>* out, std::string* error, const std::string& path, void* user) {
+  BufferFiles& files = *static_cast<BufferFiles*>(user);
+  if (files.next >= files.lengths.size()) {
+    *error = "is not named by a buffer";
+    return false;
+  }
+  const uint64_t length = files.lengths[files.next++];
+  if (!CheckPlainFile(path, *error)) return false;
+  std::error_code code;
+  const uintmax_t size = std::filesystem::file_size(path, code);
+  if (!code && size != length) {
+    *error = "holds " + Num(size) + " bytes, but its buffer's byteLength is " + Num(length);
+    return false;
+  }
+  if (length > files.budget) {
+    *error = "takes the scene and its buffers past " + Num(kGltfMaxFileSize) + " bytes";
+    return false;
+  }
+  std::string bytes;
+  if (!ReadFileBytes(path, length, bytes, *error)) return false;
+  files.budget -= bytes.size();
+  out->assign(bytes.begin(), bytes.end());
+  return true;
+}
 
 // How deep the arrays and objects of a JSON text nest (brackets inside strings do not count).
 size_t JsonDepth(const char* text, size_t size) {
@@ -646,7 +837,14 @@ GltfReadResult Read(const std::string& bytes, const std::string& baseDir, bool a
     return Failure("the JSON nests deeper than " + Num(kGltfMaxJsonDepth) + " levels");
   tinygltf::TinyGLTF loader;
   loader.SetImageLoader(SkipImage, nullptr);
-  if (!allowFiles) loader.SetFsCallbacks({NoFileExists, SamePath, NoFileRead, NoFileWrite, nullptr});
+  BufferFiles files;
+  if (allowFiles) {
+    files.lengths = BufferFileLengths(json, jsonSize);
+    files.budget = kGltfMaxFileSize - bytes.size();
+    loader.SetFsCallbacks({BufferFileExists, SamePath, ReadBufferFile, NoFileWrite, &files});
+  } else {
+    loader.SetFsCallbacks({NoFileExists, SamePath, NoFileRead, NoFileWrite, nullptr});
+  }
   tinygltf::Model gltf;
   std::string error, warning;
   const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());

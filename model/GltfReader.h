@@ -40,6 +40,11 @@ struct GltfReadOptions {
   // camera's half turn). The reader takes it off the bind pose, so that once the export adds it the
   // bone turns as its node does: a camera looks where the glTF camera looks. Unset: no turn.
   std::function<double(const std::string& boneName)> exportTurnY;
+  // Whether the export writes a bone of this name (unset: every bone), and the largest NIS file it
+  // can write (0: no limit). A scene whose keys and names alone need more is refused before a key
+  // is copied.
+  std::function<bool(const std::string& boneName)> exported;
+  uint64_t maxNisSize = 0;
 };
 
 struct GltfReadResult {
@@ -53,7 +58,8 @@ struct GltfReadResult {
 // Reads a .gltf text or a .glb (told apart by the "glTF" magic) held in memory. Buffers must be
 // inside the file (data URIs or the .glb's own chunk): nothing outside it is opened.
 GltfReadResult ReadGltf(const std::string& bytes, const GltfReadOptions& options = {});
-// Reads the file at path; external buffers are looked up beside it.
+// Reads the file at path; external buffers are looked up beside it and read only when they are
+// regular files of exactly their byteLength, all of them with the file within kGltfMaxFileSize.
 GltfReadResult ReadGltfFile(const std::string& path, const GltfReadOptions& options = {});
 
 // The Euler angles (X, Y, Z, radians, applied in that order) of the unit quaternion (x, y, z, w),

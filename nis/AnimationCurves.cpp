@@ -30,13 +30,15 @@ void WriteEmptyCurve(LiteIFF& iff, int32_t endTime) {
 // Bind translation then rotations X, Y, Z of each bone from the one named like the curve up
 // through its parents. A parent chain that comes back to a bone already on it ends there, with
 // a warning, instead of running forever.
-void BuildChainMatrix(const BoneLookup& lookup, const std::string& curveName, Matrix4& chain) {
+void BuildChainMatrix(const BoneLookup& lookup, const std::string& curveName, const std::string& bonePath,
+                      Matrix4& chain) {
   MatrixIdentity(chain);
   std::unordered_set<msBone*> visited;
   for (msBone* bone = lookup.Find(curveName); bone;) {
     if (!visited.insert(bone).second) {
-      LogWarning("The parent chain of bone '%s' comes back to bone '%s'\r\n\t-> The chain ends there\n",
-                 curveName.c_str(), ReadBoneName(bone).c_str());
+      LogBoneWarning(DiagnosticCode::kParentLoop, bonePath,
+                     "The parent chain of bone '%s' comes back to bone '%s'\r\n\t-> The chain ends there\n",
+                     curveName.c_str(), ReadBoneName(bone).c_str());
       break;
     }
     msVec3 position = {0, 0, 0}, rotation = {0, 0, 0};
@@ -122,10 +124,10 @@ void SampleBone(msBone* bone, const std::string& path, const EntityPose& pose, C
   const int keyCount = msBone_GetPositionKeyCount(bone);
   const int rotationKeyCount = msBone_GetRotationKeyCount(bone);
   if (rotationKeyCount < keyCount)
-    LogWarning(
-        "Bone '%s' has only %d rotation keys for %d position keys\r\n"
-        "\t-> The missing rotation keys count as 0, 0, 0\n",
-        path.c_str(), rotationKeyCount, keyCount);
+    LogBoneWarning(DiagnosticCode::kRotationKeysMissing, path,
+                   "Bone '%s' has only %d rotation keys for %d position keys\r\n"
+                   "\t-> The missing rotation keys count as 0, 0, 0\n",
+                   path.c_str(), rotationKeyCount, keyCount);
   for (int j = 0; j < keyCount; ++j) {
     const msPositionKey* positionKey = msBone_GetPositionKeyAt(bone, j);
     const msRotationKey* rotationKey = msBone_GetRotationKeyAt(bone, j);
@@ -155,7 +157,7 @@ void WriteAnimationCurves(LiteIFF& iff, const Scene& scene) {
     msBone_GetRotation(bone, pose.bindRotation);
     // The chain depends on the entity alone; in an ordinary model it is the identity.
     Matrix4 chain;
-    BuildChainMatrix(scene.lookup, curveName, chain);
+    BuildChainMatrix(scene.lookup, curveName, path, chain);
     pose.invertible = InvertChainMatrix(chain, pose.inverse);
     pose.halfTurn = isCamera ? static_cast<double>(kCameraHalfTurn) : 0.0;
     pose.framesPerSecond = static_cast<double>(static_cast<uint32_t>(scene.fps));

@@ -51,7 +51,8 @@ void WriteFollowers(LiteIFF& iff, const Scene& scene) {
       LogPrint("Writing follower information for bone #%d...\n", static_cast<int>(i + 1));
     }
     const SobGroup sob = ReadSobGroup(scene, i);
-    if (!sob.typeGiven) LogWarning("No sob-group type given for bone '%s'\n", path.c_str());
+    if (!sob.typeGiven)
+      LogBoneWarning(DiagnosticCode::kNoSobType, path, "No sob-group type given for bone '%s'\n", path.c_str());
     WriteFollowerRecord(iff, kFollowerPrefix + path, kLeaderPrefix + path, sob.type, sob.name);
   }
 

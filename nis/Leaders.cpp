@@ -35,12 +35,14 @@ void WriteLeaders(LiteIFF& iff, const Scene& scene) {
     if (const msPositionKey* key = msBone_GetPositionKeyAt(bone, 0)) {
       for (int axis = 0; axis < 3; ++axis) start[axis] = key->Position[axis];
     } else {
-      LogWarning("Bone '%s' has no position key 0\r\n\t-> Its leader starts at position 0, 0, 0\n", path.c_str());
+      LogBoneWarning(DiagnosticCode::kNoFirstKey, path,
+                     "Bone '%s' has no position key 0\r\n\t-> Its leader starts at position 0, 0, 0\n", path.c_str());
     }
     if (const msRotationKey* key = msBone_GetRotationKeyAt(bone, 0)) {
       for (int axis = 0; axis < 3; ++axis) start[3 + axis] = key->Rotation[axis];
     } else {
-      LogWarning("Bone '%s' has no rotation key 0\r\n\t-> Its leader starts at rotation 0, 0, 0\n", path.c_str());
+      LogBoneWarning(DiagnosticCode::kNoFirstKey, path,
+                     "Bone '%s' has no rotation key 0\r\n\t-> Its leader starts at rotation 0, 0, 0\n", path.c_str());
     }
 
     std::string curves[6];

@@ -30,9 +30,9 @@ bool ProductIsZero(int32_t a, int32_t b) { return static_cast<uint32_t>(a) * sta
 int32_t ReadFrameRate(msModel* model) {
   const FrameRateOption option = ReadFrameRateOption(model);
   if (!option.given) {
-    LogWarning("No Frames per second given!\r\n\t-> Defaulting to 24\n");
+    LogWarning(DiagnosticCode::kNoFrameRate, "No Frames per second given!\r\n\t-> Defaulting to 24\n");
   } else if (option.zero) {
-    LogWarning("Frames per second is 0!\r\n\t-> Defaulting to 24\n");
+    LogWarning(DiagnosticCode::kZeroFrameRate, "Frames per second is 0!\r\n\t-> Defaulting to 24\n");
   }
   return option.fps;
 }
@@ -69,7 +69,7 @@ KeyTimeRange FindKeyTimeRange(msModel* model) {
 // Whole seconds, widened by one on each side unless the bound is 0.
 void SetTimeRange(Scene& scene, const KeyTimeRange& range) {
   if (range.first == kNoKeyTime || range.last == kNoKeyTime) {
-    LogError("No frames found! Make sure you have keyframes defined!\n");
+    LogError(DiagnosticCode::kNoFrames, "No frames found! Make sure you have keyframes defined!\n");
     scene.startTime = 0;
     scene.endTime = 0;
     return;
@@ -84,12 +84,14 @@ void SetTimeRange(Scene& scene, const KeyTimeRange& range) {
 // A keyless child moves with its parent: one zero key pair at each of the parent's key times.
 // A parent should have a rotation key for each position key; where one is missing the child's
 // rotation key takes the position key's time, and the log says so once.
-void CopyParentKeyTimes(msBone* bone, const std::string& name, msBone* parent, const std::string& parentName) {
+void CopyParentKeyTimes(msBone* bone, const std::string& name, const std::string& path, msBone* parent,
+                        const std::string& parentName) {
   // Counted once: the loop adds keys, and the parent might be the bone itself.
   const int positionCount = msBone_GetPositionKeyCount(parent);
   const int rotationCount = msBone_GetRotationKeyCount(parent);
   if (rotationCount < positionCount) {
-    LogWarning(
+    LogBoneWarning(
+        DiagnosticCode::kParentKeysUneven, path,
         "Bone \"%s\" takes the keys of its parent \"%s\", which has %d position keys but only %d "
         "rotation keys!\r\n\t-> The missing rotation keys are set to zero at the times of the position keys\n",
         name.c_str(), parentName.c_str(), positionCount, rotationCount);
@@ -107,7 +109,7 @@ void CopyParentKeyTimes(msBone* bone, const std::string& name, msBone* parent, c
 
 // A key that is not a finite number makes curves the game cannot play; the file is still
 // written as the keys say, and the artist is told once per bone.
-void WarnNonFiniteKeys(msBone* bone, const std::string& name) {
+void WarnNonFiniteKeys(msBone* bone, const std::string& name, const std::string& path) {
   const auto finite = [](float time, const msVec3& value) {
     return std::isfinite(time) && std::isfinite(value[0]) && std::isfinite(value[1]) && std::isfinite(value[2]);
   };
@@ -119,7 +121,8 @@ void WarnNonFiniteKeys(msBone* bone, const std::string& name) {
   for (int k = 0; k < rotationCount && allFinite; ++k)
     if (const msRotationKey* key = msBone_GetRotationKeyAt(bone, k)) allFinite = finite(key->fTime, key->Rotation);
   if (!allFinite)
-    LogWarning(
+    LogBoneWarning(
+        DiagnosticCode::kNonFiniteKeys, path,
         "Bone \"%s\" has keys whose time or value is not a number or infinite!\r\n\t-> They are written as they are\n",
         name.c_str());
 }
@@ -183,13 +186,17 @@ Scene ScanScene(msModel* model) {
     const std::string name = ReadBoneName(bone);
     if (HasPrefix(name, kIgnoredPrefix)) continue;
 
+    // The path names the bone in the run's problems; it depends on names alone, not on keys.
+    bool looped = false;
+    const std::string path = BuildBonePath(scene.lookup, bone, &looped);
     if (msBone_GetPositionKeyCount(bone) == 0) {
       const std::string parentName = ReadParentName(bone);
       if (parentName.empty()) {
-        LogWarning("Bone \"%s\" is being ignored because it has no keyframes...\n", name.c_str());
+        LogBoneWarning(DiagnosticCode::kBoneWithoutKeys, path,
+                       "Bone \"%s\" is being ignored because it has no keyframes...\n", name.c_str());
         continue;
       }
-      if (!scene.keysCapped) CopyParentKeyTimes(bone, name, scene.lookup.Find(parentName), parentName);
+      if (!scene.keysCapped) CopyParentKeyTimes(bone, name, path, scene.lookup.Find(parentName), parentName);
     }
     const uint64_t keyCount = plan.counts[static_cast<size_t>(i)];
 
@@ -201,15 +208,14 @@ Scene ScanScene(msModel* model) {
     LogPrint("Got %s \"%s\".\n", isCamera ? "camera" : "bone", name.c_str());
     scene.bones.push_back(bone);
     scene.keyCounts.push_back(keyCount);
-    WarnNonFiniteKeys(bone, name);
+    WarnNonFiniteKeys(bone, name, path);
 
-    bool looped = false;
-    scene.bonePaths.push_back(BuildBonePath(scene.lookup, bone, &looped));
+    scene.bonePaths.push_back(path);
     if (looped) {
-      LogWarning(
-          "The parents of bone \"%s\" lead back to a bone already on its chain!\r\n\t-> Its path is cut "
-          "where the chain loops: \"%s\"\n",
-          name.c_str(), scene.bonePaths.back().c_str());
+      LogBoneWarning(DiagnosticCode::kParentLoop, path,
+                     "The parents of bone \"%s\" lead back to a bone already on its chain!\r\n\t-> Its path is cut "
+                     "where the chain loops: \"%s\"\n",
+                     name.c_str(), path.c_str());
     }
   }
   return scene;

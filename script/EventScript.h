@@ -58,9 +58,10 @@ void WriteGlobalEvents(std::FILE* file, const EventList& events, const BoneLooku
 void WriteLocalEvents(std::FILE* file, const BoneLookup& lookup, const std::string& bonePath, const EventList& events);
 
 // Logs a warning for each text of events that WriteGlobalEvents and WriteLocalEvents leave
-// out, naming owner ("the model comment", "bone 'Root|Hull'") and the key. A run of
-// consecutive empty texts (keys the comment lacks) gets one warning.
-void WarnMalformedEvents(const EventList& events, const std::string& owner);
+// out, naming the key and whose comment holds it: the bone at bonePath ("Root|Hull"), or the
+// model when bonePath is empty. A run of consecutive empty texts (keys the comment lacks) gets
+// one warning.
+void WarnMalformedEvents(const EventList& events, const std::string& bonePath);
 
 // The script file's path: nisPath with the extension of its last component (from its last
 // ".") replaced by ".script", or ".script" appended when that component has no ".". Both "/"

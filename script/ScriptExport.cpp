@@ -21,15 +21,21 @@ constexpr const char* kEventCountKey = "Num Events";
 constexpr const char* kEventKeyPrefix = "Event";
 constexpr const char* kModelOwner = "the model comment";
 
+// "the model comment" or "bone 'Root|Hull'": whose comment holds an event.
+std::string OwnerText(const std::string& bonePath) {
+  return bonePath.empty() ? std::string(kModelOwner) : "bone '" + bonePath + "'";
+}
+
 // The events of one comment, with the artist told about a count beyond what is read and about
 // every event that will be left out.
-EventList ReadReportedEvents(const std::string& comment, const std::string& owner) {
+EventList ReadReportedEvents(const std::string& comment, const std::string& bonePath) {
   const int32_t count = ReadEventCount(comment);
   if (count > kMaxEventCount)
-    LogWarning("Num Events of %s is %d; only %s to %s are read.\n", owner.c_str(), static_cast<int>(count),
-               EventKey(0).c_str(), EventKey(kMaxEventCount - 1).c_str());
+    LogBoneWarning(DiagnosticCode::kTooManyEvents, bonePath, "Num Events of %s is %d; only %s to %s are read.\n",
+                   OwnerText(bonePath).c_str(), static_cast<int>(count), EventKey(0).c_str(),
+                   EventKey(kMaxEventCount - 1).c_str());
   EventList events = ReadEventList(comment);
-  WarnMalformedEvents(events, owner);
+  WarnMalformedEvents(events, bonePath);
   return events;
 }
 
@@ -49,23 +55,27 @@ EventList ReadEventList(const std::string& comment) {
   return events;
 }
 
-void WarnMalformedEvents(const EventList& events, const std::string& owner) {
+void WarnMalformedEvents(const EventList& events, const std::string& bonePath) {
+  const std::string owner = OwnerText(bonePath);
   for (size_t i = 0; i < events.size(); ++i) {
     if (IsWellFormedEvent(events[i])) continue;
     const std::string key = EventKey(static_cast<uint32_t>(i));
     if (!events[i].empty()) {
-      LogWarning("%s of %s is skipped: \"%s\" is not time|function|arguments.\n", key.c_str(), owner.c_str(),
-                 events[i].c_str());
+      LogBoneWarning(DiagnosticCode::kMalformedEvent, bonePath,
+                     "%s of %s is skipped: \"%s\" is not time|function|arguments.\n", key.c_str(), owner.c_str(),
+                     events[i].c_str());
       continue;
     }
     // A "Num Events" above the keys present leaves a run of empty texts: one line for the run.
     size_t last = i;
     while (last + 1 < events.size() && events[last + 1].empty()) ++last;
     if (last == i) {
-      LogWarning("%s of %s is missing or empty; it is skipped.\n", key.c_str(), owner.c_str());
+      LogBoneWarning(DiagnosticCode::kMissingEvent, bonePath, "%s of %s is missing or empty; it is skipped.\n",
+                     key.c_str(), owner.c_str());
     } else {
-      LogWarning("%s to %s of %s are missing or empty; they are skipped.\n", key.c_str(),
-                 EventKey(static_cast<uint32_t>(last)).c_str(), owner.c_str());
+      LogBoneWarning(DiagnosticCode::kMissingEvent, bonePath,
+                     "%s to %s of %s are missing or empty; they are skipped.\n", key.c_str(),
+                     EventKey(static_cast<uint32_t>(last)).c_str(), owner.c_str());
     }
     i = last;
   }
@@ -81,18 +91,18 @@ bool WriteEventScript(const Scene& scene, msModel* model, const std::string& nis
   LogPrint("Opening file '%s' for exporting script...\n", scriptPath.c_str());
   std::FILE* file = CurrentPlatform().OpenOutput(scriptPath, kScriptFileMode);
   if (!file) {
-    LogError("Coudn't open file '%s' for writing script.\n", scriptPath.c_str());
+    LogError(DiagnosticCode::kScriptOpenFailed, "Coudn't open file '%s' for writing script.\n", scriptPath.c_str());
     return false;
   }
 
   LogPrint("Exporting global events...\n");
-  WriteGlobalEvents(file, ReadReportedEvents(ReadModelComment(model), kModelOwner), scene.lookup);
+  WriteGlobalEvents(file, ReadReportedEvents(ReadModelComment(model), std::string()), scene.lookup);
 
   LogPrint("Exporting local events...\n");
   for (size_t i = 0; i < scene.bones.size() && i < scene.bonePaths.size(); ++i) {
     const std::string& path = scene.bonePaths[i];
     LogPrint("Exporting events for bone\\camera '%s'...\n", path.c_str());
-    const EventList events = ReadReportedEvents(ReadBoneComment(scene.bones[i]), "bone '" + path + "'");
+    const EventList events = ReadReportedEvents(ReadBoneComment(scene.bones[i]), path);
     WriteLocalEvents(file, scene.lookup, path, events);
   }
 
@@ -101,7 +111,8 @@ bool WriteEventScript(const Scene& scene, msModel* model, const std::string& nis
   const int writeError = errno;
   const bool closed = std::fclose(file) == 0;
   if (writeFailed || !closed) {
-    LogError("Writing the script file '%s' failed: %s\n\t-> The file is not usable\n", scriptPath.c_str(),
+    LogError(DiagnosticCode::kScriptWriteFailed,
+             "Writing the script file '%s' failed: %s\n\t-> The file is not usable\n", scriptPath.c_str(),
              std::strerror(writeFailed ? writeError : errno));
     return false;
   }

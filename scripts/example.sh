@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Builds the command-line exporter (release tree) and exports the bundled example scene to
-# build/example/fleet.nis and fleet.script, and its preview page build/example/fleet.html. Installs what it needs first (Debian). The example
-# model examples/fleet.ms3d is committed; this script only reads it.
+# Builds the command-line exporter (release tree), makes the example cinematic in Blender with
+# the add-on (examples/flyby.py: a fighter flying past a mothership, two cameras, events) and
+# exports it to build/example/flyby.nis and flyby.script, saves the scene as
+# build/example/flyby.blend to open in Blender, and writes the preview page
+# build/example/flyby.html. Installs what it needs first (Debian).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,6 +13,8 @@ cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DREELWRI
 cmake --build build/release --target reelwright -j "$(nproc)"
 
 mkdir -p build/example
-build/release/cli/reelwright export examples/fleet.ms3d -o build/example/fleet.nis --force
-build/release/cli/reelwright preview build/example/fleet.nis --force
-echo "Wrote build/example/fleet.nis and build/example/fleet.script; open build/example/fleet.html in a browser"
+blender -b --factory-startup --python-exit-code 1 --python examples/flyby.py -- \
+  build/example/flyby.nis build/release/cli/reelwright build/example/flyby.blend
+build/release/cli/reelwright preview build/example/flyby.nis --force
+echo "Wrote build/example/flyby.nis and flyby.script (open flyby.blend in Blender to see the scene);"
+echo "open build/example/flyby.html in a browser"

@@ -5,6 +5,8 @@
 # - checks that the .tar.gz holds the same files;
 # - checks the zip's exact file list, and that both programs in it are 32-bit Windows programs
 #   that carry the build's version in their version resources;
+# - checks the Blender add-on zip's exact file list and versions, and installs it into a scratch
+#   Blender 3.4 profile, where its export operator must register (skipped without Blender);
 # - runs the Windows command under wine on the example and compares its NIS bytes with the Linux
 #   run (and its script, whose lines end in CR LF on Windows). Debian's 32-bit wine could not be
 #   installed on our build machine, so this runs the x86_64 build of the same code (build/mingw64,
@@ -30,7 +32,8 @@ version=$(sed -n 's/^project(Reelwright VERSION \([0-9.]*\).*/\1/p' CMakeLists.t
 deb=$packages/reelwright_${version}_amd64.deb
 tgz=$packages/reelwright-$version-Linux.tar.gz
 zip=$packages/reelwright-$version-win32.zip
-for package in "$deb" "$tgz" "$zip"; do
+addon=$packages/reelwright-$version-blender.zip
+for package in "$deb" "$tgz" "$zip" "$addon"; do
   [[ -f $package ]] || fail "scripts/package.sh did not make $package"
 done
 rm -rf "$work"
@@ -82,6 +85,24 @@ done
 grep -qF 'File > Export > Reelwright' "$work/$dir/INSTALL.txt" || fail "INSTALL.txt does not name the export menu"
 head -n 1 "$work/$dir/INSTALL.txt" | grep -q $'\r$' || fail "INSTALL.txt's lines do not end in CR LF"
 echo "ok: the zip holds exactly INSTALL.txt, LICENSE, msReelwright.dll and reelwright.exe, 32-bit, version $version"
+
+echo "== the Blender add-on zip"
+# The package's files as the repository holds them: no byte-code, nothing left over from a run.
+same "the add-on zip's files" "$(cd blender && git ls-files reelwright | LC_ALL=C sort)" \
+  "$(cmake -E tar tf "$addon" | LC_ALL=C sort)"
+if command -v blender >/dev/null; then
+  # A scratch profile: the user's own Blender add-ons stay as they are.
+  BLENDER_USER_CONFIG=$work/blender/config BLENDER_USER_SCRIPTS=$work/blender/scripts \
+    blender -b --factory-startup --python-exit-code 1 --python-expr "
+import bpy
+bpy.ops.preferences.addon_install(filepath='$addon')
+bpy.ops.preferences.addon_enable(module='reelwright')
+assert hasattr(bpy.ops.export_scene, 'reelwright_nis') and hasattr(bpy.types.Object, 'reelwright_sob_type')
+" >"$work/blender.log" 2>&1 || { cat "$work/blender.log" >&2; fail "the add-on zip does not install in Blender"; }
+  echo "ok: the add-on zip holds the package, version $version, and installs in $(blender --version | head -n 1)"
+else
+  echo "skipped: blender is not installed, so the add-on zip was not installed (Debian: blender)"
+fi
 
 echo "== the Windows command under wine"
 if [[ ! -x $wine64 ]]; then

@@ -14,6 +14,11 @@ NEUTRAL_DELTAS = {"delta_location": (0, 0, 0), "delta_rotation_euler": (0, 0, 0)
 CHANNELS = (("location", 3), ("rotation_quaternion", 4), ("scale", 3))
 
 
+def linear_interpolation():
+    """The number that stands for straight lines between keys, for foreach_set."""
+    return bpy.types.Keyframe.bl_rna.properties["interpolation"].enum_items["LINEAR"].value
+
+
 def authored_frames(obj):
     """The frames at which the object's own action has keys."""
     action = obj.animation_data.action if obj.animation_data else None
@@ -122,8 +127,7 @@ class BakedScene:
                 curve = new_curve(name, index=index)
                 curve.keyframe_points.add(len(frames))
                 curve.keyframe_points.foreach_set("co", [x for f, v in values[name] for x in (f, v[index])])
-                for point in curve.keyframe_points:
-                    point.interpolation = 'LINEAR'
+                curve.keyframe_points.foreach_set("interpolation", [linear_interpolation()] * len(frames))
                 curve.update()
 
     def basis(self, obj, frame, worlds):

@@ -57,12 +57,8 @@ def lent_properties(owner, values, replaced=lambda key: False):
             owner[key] = value
 
 
-def is_event_key(key):
-    return key == rules.NUM_EVENTS or bool(rules.EVENT_KEY.match(key))
-
-
 def object_problems(scene):
-    """Warnings about objects the game will not see as the scene shows them."""
+    """Problems of objects the game will not see as the scene shows them."""
     problems = []
     names = {obj.name for obj in scene.objects}
     for obj in scene.objects:
@@ -95,13 +91,12 @@ def global_properties(scene):
     problems += event_problems
     lent = rules.event_properties(texts)
     lent[rules.FPS_OPTION] = fps
-    base = {k: v for k, v in rules.plain_properties(scene).items() if not is_event_key(k)}
-    left = rules.events_left_over(dict(base, **lent), texts)
+    left = rules.events_left_over(dict(rules.plain_properties(scene), **lent), texts)
     if left:
         over = texts[len(texts) - left:]
         named = ["marker %r" % source if source else "typed event %r" % text
                  for text, source in zip(over, sources[len(texts) - left:])]
-        problems.append(('ERROR', "the global events do not fit the model comment's %d bytes: %s left over; "
+        problems.append(('ERROR', "the global events do not fit the model comment's %d bytes, left over: %s; "
                          "nothing was written" % (rules.COMMENT_BYTES, ", ".join(named))))
     return lent, problems
 
@@ -115,6 +110,8 @@ def write_glb(path):
         options["export_animation_mode"] = 'ACTIVE_ACTIONS'
     else:
         options["export_nla_strips"] = False
+    if "use_active_scene" in known:  # the scene that was baked, not every scene of the file
+        options["use_active_scene"] = True
     # Keys that repeat their neighbours are the motion too: a still camera must keep its keys.
     for name in ("export_optimize_animation_size", "export_optimize_animation_keep_anim_object"):
         if name in known:
@@ -150,11 +147,11 @@ class ExportNis(bpy.types.Operator, ExportHelper):
     def draw(self, context):
         layout = self.layout
         layout.prop(self, "every_frame")
-        script = os.path.basename(script_path(self.filepath)) or "the .script"
+        script = script_path(output_path(self.filepath) or self.filepath)
         box = layout.box()
-        box.label(text="Also writes %s beside it," % script)
-        replaced = os.path.exists(script_path(output_path(self.filepath) or self.filepath))
-        box.label(text="replacing the one that is there" if replaced else "replacing one that is there")
+        box.label(text="Also writes %s beside it" % os.path.basename(script))
+        if os.path.exists(script):
+            box.label(text="and replaces the one that is there", icon='ERROR')
 
     def execute(self, context):
         program = program_path(context)
@@ -176,7 +173,7 @@ class ExportNis(bpy.types.Operator, ExportHelper):
         folder = tempfile.mkdtemp(prefix="reelwright-")
         try:
             glb, report = os.path.join(folder, "scene.glb"), os.path.join(folder, "report.json")
-            with BakedScene(scene, self.every_frame), lent_properties(scene, lent, is_event_key):
+            with BakedScene(scene, self.every_frame), lent_properties(scene, lent, rules.is_event_key):
                 write_glb(glb)
             # The file browser has already asked before replacing the .nis; its dialog says the
             # .script beside it is replaced too.

@@ -39,6 +39,11 @@ def leading_number(text):
     return float(digits) if digits.strip(".") else 0.0
 
 
+def is_event_key(key):
+    """Num Events and Event0, Event1, ...: the properties that hold events."""
+    return key == NUM_EVENTS or bool(EVENT_KEY.match(key))
+
+
 def read_events(owner):
     """The event texts of an object or scene, as the exporter reads them."""
     count = int(leading_number(owner.get(NUM_EVENTS, 0)))
@@ -53,7 +58,7 @@ def event_properties(texts):
 
 
 def write_events(owner, texts):
-    for key in [k for k in owner.keys() if k == NUM_EVENTS or EVENT_KEY.match(k)]:
+    for key in [k for k in owner.keys() if is_event_key(k)]:
         del owner[key]
     for key, value in event_properties(texts).items():
         owner[key] = value
@@ -196,7 +201,7 @@ def plain_properties(owner):
 def events_left_over(properties, texts):
     """How many of `texts` (from the end) do not fit the comment beside `properties`: 0 when the
     whole comment fits in its 1023 bytes."""
-    base = {k: v for k, v in properties.items() if k != NUM_EVENTS and not EVENT_KEY.match(k)}
+    base = {k: v for k, v in properties.items() if not is_event_key(k)}
     for kept in range(len(texts), -1, -1):
         trial = dict(base, **event_properties(texts[:kept]))
         if len(comment_text(trial).encode("utf-8")) <= COMMENT_BYTES:

@@ -6,7 +6,6 @@
 # active camera's picture), the scene left as it was, and Blender's reports for each problem.
 import contextlib
 import json
-import math
 import os
 import subprocess
 import sys
@@ -23,9 +22,9 @@ flyby.enable_addon()
 bpy.context.preferences.addons["reelwright"].preferences.program = reelwright
 os.makedirs(work, exist_ok=True)
 NIS = os.path.join(work, "flyby.nis")
-# The picture of a NIS camera: 21.8 mm lens, as tall as 24 mm film, as wide as 31.92 mm.
-HALF_HEIGHT = 12 / 21.8
-HALF_WIDTH = HALF_HEIGHT * 31.92 / 24
+# The middle of a picture: a 100th of the way to its edge (a NIS camera's picture, 21.8 mm
+# lens on 24 mm film, reaches 0.55 to the side of 1 ahead).
+CENTRE = 0.01 * 12 / 21.8
 failures = []
 
 
@@ -48,7 +47,6 @@ def export(path=NIS, **options):
             result = bpy.ops.export_scene.reelwright_nis(filepath=path, **options)
         except RuntimeError:  # Blender raises an operator's error report
             result = {'ERROR'}
-    if os.environ.get("SHOW"): print("\n".join(captured))
     return result, [line for line in captured if line.startswith(("Error:", "Warning:", "Info:"))]
 
 
@@ -95,8 +93,9 @@ def active_cameras(script):
 
 
 def check_fighter_in_picture(dump, script):
-    """At every key (every frame), the fighter is inside the picture of the camera cut to last,
-    a camera looking down its own -Z axis and turned X, then Y, then Z."""
+    """At every key (every frame), the fighter is in the middle of the picture of the camera cut
+    to last (both cameras track it), a camera looking down its own -Z axis and turned X, then Y,
+    then Z."""
     fighter, cuts = curves_of(dump, "Interceptor"), active_cameras(script)
     if [c for _, c in cuts] != ["CAM_Wide", "CAM_Chase"]:
         return fail("cuts %s" % cuts)
@@ -106,8 +105,9 @@ def check_fighter_in_picture(dump, script):
         at = [curve[index]["value"] for curve in cameras[name]]
         turn = Euler(at[3:], 'XYZ').to_matrix()
         seen = turn.transposed() @ (Vector([c[index]["value"] for c in fighter[:3]]) - Vector(at[:3]))
-        if seen.z >= 0 or abs(seen.x / -seen.z) > HALF_WIDTH or abs(seen.y / -seen.z) > HALF_HEIGHT:
-            return fail("at %.3f s the fighter is outside %s's picture (seen at %s)" % (key["time"], name, seen))
+        if seen.z >= 0 or abs(seen.x / -seen.z) > CENTRE or abs(seen.y / -seen.z) > CENTRE:
+            return fail("at %.3f s the fighter is not in the middle of %s's picture (seen at %s)"
+                        % (key["time"], name, seen))
 
 
 def check_flyby():
@@ -130,7 +130,7 @@ def check_flyby():
             ("Ship", "Hgn_Interceptor"), ("Ship", "Vgr_MotherShip")):
         fail("followers %s" % followers)
     cameras = [(c["name"], c["centerOfInterest"]) for c in dump["cameras"]]
-    if cameras != [("CAM_Wide", "FOLW_Root|Mothership"), ("CAM_Chase", "FOLW_Root|Interceptor")]:
+    if cameras != [("CAM_Wide", "FOLW_Root|Interceptor"), ("CAM_Chase", "FOLW_Root|Interceptor")]:
         fail("cameras %s" % cameras)  # CAM_Wide has no keys of its own: it must not be dropped
     if dump["info"]["fps"] != flyby.FPS or len(curves_of(dump, "CAM_Chase")[3]) != flyby.LAST_FRAME + 1:
         fail("not keyed at every frame: %s" % dump["info"])
@@ -147,9 +147,14 @@ def check_flyby():
         fail("authored keys only: %s, keys %s" % (result, counts))
 
 
-def more_markers(scene):
-    for i in range(60):
-        scene.timeline_markers.new("shake(0.%d)" % i, frame=240)
+def comment_of(size):
+    """Pads the scene's model comment (its properties, the markers' events, OPT_FPS) to `size` bytes."""
+    def pad(scene):
+        from reelwright import export_nis, scene_rules
+        lent, _ = export_nis.global_properties(scene)
+        scene["Pad"] = ""
+        scene["Pad"] = "x" * (size - len(scene_rules.comment_text(dict(scene_rules.plain_properties(scene), **lent))))
+    return pad
 
 
 def saved_blend(scene):
@@ -173,8 +178,10 @@ CASES = [
      'FINISHED', ["Warning: CAM_Wide: a persp lens of 50 mm"]),
     ("a problem of the command", lambda s: setattr(s.objects["Mothership"], "scale", (2, 2, 2)), NIS,
      'FINISHED', ["Warning:", "scale"]),
-    ("global events past the comment", more_markers, NIS,
-     'ERROR', ["Error: the global events do not fit the model comment's 1023 bytes", "marker 'shake(0.59)'"]),
+    ("a name past the game's 31 bytes", lambda s: setattr(s.objects["Mothership"], "name", "M" * 32), NIS,
+     'ERROR', ["Error: node 0 \"%s\"" % ("M" * 32), "Error: The export failed (exit code 2)"]),
+    ("a model comment of exactly 1023 bytes", comment_of(1023), NIS, 'FINISHED', []),
+    ("a model comment of 1024 bytes", comment_of(1024), NIS, 'ERROR', ["left over: marker 'fade(1, 2)'; nothing"]),
     ("beside an unsaved .blend", lambda s: None, "//shot.nis", 'ERROR', ["Error: //shot.nis is beside the .blend"]),
     ("beside the saved .blend", saved_blend, "//shot.nis", 'FINISHED', []),
     ("no program", no_program, NIS, 'ERROR', ["Error: reelwright was not found"]),
@@ -183,9 +190,11 @@ CASES = [
 
 def check_reports():
     for case, change, path, expected, texts in CASES:
+        written = os.path.join(work, "saved", "shot.nis") if path.startswith("//") else path
+        if os.path.exists(written):
+            os.remove(written)
         change(flyby.build_scene())
         result, reports = export(path)
-        written = os.path.join(work, "saved", "shot.nis") if path.startswith("//") else path
         if result != {expected} or any(not [r for r in reports if text in r] for text in texts):
             fail("%s: %s, reports:\n  %s" % (case, result, "\n  ".join(reports)))
         if os.path.exists(written) != (expected == 'FINISHED'):

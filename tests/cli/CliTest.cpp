@@ -58,6 +58,44 @@ std::string ModelWithTexts(const std::string& name, const std::string& comment, 
   return WriteMs3d(file);
 }
 
+// One bone without a single key: the scan logs "No frames found!", an error, while the plug-in's
+// result line still says it succeeded.
+std::string KeylessModel() {
+  Ms3dFile file;
+  file.joints.push_back({"Hull", "", {}, {}, {}, {}});
+  return WriteMs3d(file);
+}
+
+// A keyed ship and a camera; the camera has keys only when keyedCamera is set (else it is dropped),
+// a global cut to it, and its centre of interest as given.
+std::string CameraModel(bool keyedCamera, const std::string& centerOfInterest) {
+  Ms3dFile file;
+  file.joints.push_back({"Hull", "", {}, {}, {{0, {}}}, {{0, {}}}});
+  file.joints.push_back({"CAM_Main", "", {}, {}, {}, {}});
+  if (keyedCamera) file.joints.back().positionKeys = file.joints.back().rotationKeys = {{0, {}}};
+  file.hasModelComment = true;
+  file.modelComment = "OPT_FPS=24\nNum Events=1\nEvent0=0|cameraCut|CAM_Main\n";
+  file.jointComments = {{0, "Sob Type=Frigate"}, {1, "Center Of Interest=" + centerOfInterest}};
+  return WriteMs3d(file);
+}
+
+// Twenty global events that attack a guide 30 levels down: each statement holds its 1,000-byte
+// path, so the script outgrows 4 KiB while the NIS file of the one keyed bone stays small.
+std::string LongScriptModel() {
+  Ms3dFile file;
+  file.joints.push_back({"Hull", "", {}, {}, {{0, {}}}, {{0, {}}}});
+  std::string parent;
+  for (int depth = 0; depth < 30; ++depth) {
+    std::string name = "IG_" + std::to_string(depth) + std::string(28, 'g');
+    file.joints.push_back({name.substr(0, 31), parent, {}, {}, {}, {}});
+    parent = name.substr(0, 31);
+  }
+  file.hasModelComment = true;
+  file.modelComment = "OPT_FPS=24\nNum Events=20\n";
+  for (int i = 0; i < 20; ++i) file.modelComment += "Event" + std::to_string(i) + "=0|attack|" + parent + "\n";
+  return WriteMs3d(file);
+}
+
 // The files every run starts with: the example model, a text file posing as a model, an old NIS
 // file, NIS files and scripts for dump and check (sound, with a warning: a camera whose follower
 // was not exported, with an error, cut short, too short for a head, of another FORM type), and
@@ -252,6 +290,26 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
        kFailure, {}, {}, smallDisk},
       {"export scene.ms3d -q -o out.nis --log run.log", 1, "", kFailure, {"run.log"}, {}, smallDisk},
       {"export huge.ms3d -q -o huge.nis", 1, "", kFailure, {}, {{"huge.ms3d", HugeSceneModel()}}},
+      {"export events.ms3d -q", 1, "", kFailure, {}, {{"events.ms3d", LongScriptModel()}}, smallDisk},
+      // A logged error fails the command: the result line stands, a line of the command's own says
+      // the export failed, and neither file is placed; the log and the report are.
+      {"export nokeys.ms3d -q --log run.log --report run.json", 1, kSuccess,
+       "reelwright: error: the export logged an error, so it failed; the NIS file and the script are not written\n",
+       {"run.log", "run.json"}, {{"nokeys.ms3d", KeylessModel()}}},
+      // The export checks what it wrote as `check` would: an error fails it, a warning is shown.
+      {"export drop.ms3d -q", 1, kSuccess,
+       "reelwright: error: drop.script line 2: cameraCut names \"FOLW_Root|CAM_Main\", neither a follower nor a camera of "
+       "the file\nreelwright: error: the check of the written files found an error, so the export failed; the NIS file and "
+       "the script are not written\n", {}, {{"drop.ms3d", CameraModel(false, "Hull")}}},
+      {"export look.ms3d -q", 0, kSuccess,
+       "reelwright: look.nis: warning at byte 2492: CMRA #1 centerOfInterest: names follower \"FOLW_Root|\", which FOLW does "
+       "not hold\n", {"look.nis", "look.script"}, {{"look.ms3d", CameraModel(true, "Nobody")}}},
+      // The report follows the output rules, and is written also for a refused run.
+      {"export scene.ms3d -q -o old.nis --report run.json", 2, "", refused + "old.nis: error: exists; use --force to replace it\n",
+       {"run.json"}},
+      {"export bad.ms3d -q --report run.json", 2, "", "...not an .ms3d file", {"run.json"}},
+      {"export scene.ms3d -q -f --report scene.ms3d", 2, "",
+       refused + "scene.ms3d: error: is the model file; the report cannot replace it\n", {}},
   };
   for (const CliCase& c : cases) {
     SCOPED_TRACE("reelwright " + c.args);
@@ -328,6 +386,59 @@ TEST(Cli, StoppedRunsLeaveNoTemporaryFiles) {
     const Outcome outcome = test::Run(scratch.dir(), "bash stop.sh");
     EXPECT_EQ(outcome.out, std::to_string(status) + "\nmany.ms3d\nstop.sh\n") << outcome.err;
   }
+}
+
+// The report gives the run's result and every problem with its code, as the log or stderr says
+// it; a program decides by "severity" and "result", never by the English text.
+TEST(Cli, ReportListsTheResultAndEveryProblem) {
+  const test::ScratchDir scratch;
+  test::WriteFileBytes(scratch.Path("nokeys.ms3d"), KeylessModel());
+  ASSERT_EQ(RunProgram(scratch, "export nokeys.ms3d -q --report run.json").code, 1);
+  EXPECT_EQ(test::ReadFileBytes(scratch.Path("run.json")),
+            R"({
+  "format": "reelwright-report",
+  "version": 1,
+  "command": "export",
+  "input": "nokeys.ms3d",
+  "nis": "nokeys.nis",
+  "script": "nokeys.script",
+  "result": "failed",
+  "exitCode": 1,
+  "problems": [
+    {
+      "code": "fps-missing",
+      "severity": "warning",
+      "text": "No Frames per second given!\u000A\u0009-> Defaulting to 24"
+    },
+    {
+      "code": "no-frames",
+      "severity": "error",
+      "text": "No frames found! Make sure you have keyframes defined!"
+    },
+    {
+      "code": "bone-without-keys",
+      "severity": "warning",
+      "bone": "Root|Hull",
+      "text": "Bone \"Hull\" is being ignored because it has no keyframes..."
+    }
+  ]
+}
+)");
+  // A refused run writes its report alone, naming the refused file.
+  fs::remove(scratch.Path("run.json"));
+  test::WriteFileBytes(scratch.Path("old.nis"), "keep");
+  ASSERT_EQ(RunProgram(scratch, "export nokeys.ms3d -q -o old.nis --report run.json").code, 2);
+  const std::string refused = test::ReadFileBytes(scratch.Path("run.json"));
+  EXPECT_NE(refused.find(R"("result": "refused",
+  "exitCode": 2,
+  "problems": [
+    {
+      "code": "output-refused",
+      "severity": "error",
+      "file": "old.nis",
+      "text": "exists; use --force to replace it"
+    }
+  ])"), std::string::npos) << refused;
 }
 
 // Two exports racing to one output: a file that appears after the checks is never replaced

@@ -2,6 +2,7 @@
 // model that says the same give the same NIS and script bytes; bad scenes stop with one line and
 // write nothing; and assimp's glTF conversions of the sample models export as the models do.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -179,6 +180,36 @@ std::string ShipGlb(json node, json sceneExtras = nullptr, json assetExtras = nu
   return g.Glb();
 }
 
+// 200 nodes whose translations all read one sampler of 100,000 keys: 20 million keys, each 224
+// bytes in the NIS file, past its 4 GiB, in a file of 1.6 MB.
+std::string SharedKeysGlb() {
+  GltfBuilder g;
+  std::vector<float> times(100000), values(300000, 0.f);
+  for (size_t i = 0; i < times.size(); ++i) times[i] = static_cast<float>(i + 1) / 24;
+  g.Channel(g.Node({{"name", "Ship0"}}), "translation", times, values);
+  for (int i = 1; i < 200; ++i)
+    g.doc["animations"][0]["channels"].push_back(
+        {{"sampler", 0}, {"target", {{"node", g.Node({{"name", "Ship" + std::to_string(i)}})}, {"path", "translation"}}}});
+  return g.Glb();
+}
+
+// A chain of 100,000 nodes, each the child of the one before: its paths alone are quadratic.
+std::string ChainGltf() {
+  GltfBuilder g;
+  int parent = g.Node({{"name", "N0"}});
+  g.Channel(parent, "translation", {1}, {0, 0, 0});
+  for (int i = 1; i < 100000; ++i) parent = g.Node({{"name", "N" + std::to_string(i)}}, parent);
+  return g.Gltf();
+}
+
+// A scene whose buffer is the file buffer.bin of byteLength bytes.
+std::string BufferFileGltf(size_t byteLength) {
+  GltfBuilder g;
+  g.doc["buffers"] = {{{"byteLength", byteLength}, {"uri", "buffer.bin"}}};
+  return g.Gltf();
+}
+const std::string kNamedPipe = "(a named pipe)";  // made with mkfifo, not written
+
 // What a user sees for each glTF command line: exit code, stderr (exact, or "..." and its start),
 // and the files it leaves besides the inputs.
 TEST(GltfExport, CommandLinesOnGltfScenes) {
@@ -212,6 +243,16 @@ TEST(GltfExport, CommandLinesOnGltfScenes) {
        {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"Note", "x\nSob Type=Mothership"}}}})}}},
       {"export x.glb -q -o shot", 0, "", {"shot.nis", "shot.script"},
        {{"x.glb", ShipGlb({{"name", "Ship"}, {"extras", {{"comment", "two\r\nlines"}}}})}}},
+      // Scenes past the file's 4 GiB are refused before their keys are copied or their paths built.
+      {"export x.glb -o shot", 2, "reelwright: x.glb: error: the scene's keys and names alone need more than the "
+       "4294967303 bytes a NIS file can hold\n", {}, {{"x.glb", SharedKeysGlb()}}},
+      {"export x.gltf -o shot", 2, "reelwright: x.gltf: error: the scene's keys and names alone need more than the "
+       "4294967303 bytes a NIS file can hold\n", {}, {{"x.gltf", ChainGltf()}}},
+      // A buffer file is read only when it is a regular file of exactly its byteLength.
+      {"export x.gltf -o shot", 2, "reelwright: x.gltf: error: File read error : ./buffer.bin : is not a plain file\n",
+       {}, {{"x.gltf", BufferFileGltf(8)}, {"buffer.bin", kNamedPipe}}},
+      {"export x.gltf -o shot", 2, "reelwright: x.gltf: error: File read error : ./buffer.bin : holds 9 bytes, but its "
+       "buffer's byteLength is 8\n", {}, {{"x.gltf", BufferFileGltf(8)}, {"buffer.bin", std::string(9, 'b')}}},
       {"export scene.glb -q -o shot", 0, "", {"shot.nis", "shot.script"}},
       {"export scene.glb --animation Walk -o shot", 2,
        "reelwright: scene.glb: error: no animation is named \"Walk\" (the file has \"Take\")\n", {}},
@@ -231,7 +272,13 @@ TEST(GltfExport, CommandLinesOnGltfScenes) {
     external.doc["buffers"] = {{{"byteLength", 8}, {"uri", "missing.bin"}}};
     test::WriteFileBytes(scratch.Path("ext.gltf"), external.Gltf());
     test::WriteFileBytes(scratch.Path("bad.GLTF"), "{\"asset\": ");
-    for (const auto& [name, bytes] : c.files) test::WriteFileBytes(scratch.Path(name), bytes);
+    for (const auto& [name, bytes] : c.files) {
+      if (bytes == kNamedPipe) {
+        ASSERT_EQ(mkfifo(scratch.Path(name).c_str(), 0600), 0);
+      } else {
+        test::WriteFileBytes(scratch.Path(name), bytes);
+      }
+    }
     const size_t inputs = 4 + c.files.size();
 
     const Outcome run = Reelwright(scratch.dir(), c.args);

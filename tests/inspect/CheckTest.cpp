@@ -7,6 +7,7 @@
 
 #include "inspect/Dump.h"
 #include "tests/inspect/NisTestFiles.h"
+#include "tests/support/TestSupport.h"
 
 namespace rw::test {
 namespace {
@@ -183,6 +184,36 @@ TEST(Check, CutOrCorruptedFilesGiveFaultsNotCrashes) {
           EXPECT_LE(ListedBytes(doc), bad.size()) << at;
         }
       }
+    }
+  }
+}
+
+// The export checks its own file read from disk without keys: a file with both curve layouts,
+// cut anywhere, gives the same records, faults and check lines as the whole reading in memory.
+TEST(Check, AFileReadWithoutKeysChecksAsInMemory) {
+  const ScratchDir scratch;
+  const std::string file = GameScene().Build();
+  NisReadOptions withoutKeys;
+  withoutKeys.keys = false;
+  // Every cut inside the curve with Bezier key words (skipped apart from its keys), every 16th
+  // elsewhere.
+  const NisDocument whole = Read(file);
+  size_t bezier = 0;
+  while (whole.curves[bezier].layout != NisCurveLayout::kBezier) ++bezier;
+  const size_t bezierStart = whole.curves[bezier].offset, bezierEnd = whole.curves[bezier + 1].offset;
+  for (size_t n = 12; n <= file.size(); n += n >= bezierStart && n <= bezierEnd ? 1 : 16) {
+    const NisDocument inMemory = Read(file.substr(0, n));
+    WriteFileBytes(scratch.Path("x.nis"), file.substr(0, n));
+    NisDocument doc;
+    std::string error;
+    ASSERT_TRUE(ReadNisFile(scratch.Path("x.nis"), doc, error, withoutKeys)) << n << error;
+    EXPECT_EQ(CheckLines(doc), CheckLines(inMemory)) << n;
+    ASSERT_EQ(doc.curves.size(), inMemory.curves.size()) << n;
+    for (size_t i = 0; i < doc.curves.size(); ++i) {
+      const NisCurve &curve = doc.curves[i], &expected = inMemory.curves[i];
+      EXPECT_EQ(curve.name, expected.name) << n;
+      EXPECT_EQ(curve.postInfinity, expected.postInfinity) << n;
+      EXPECT_TRUE(curve.keys.empty() && curve.keyWords.empty()) << n;
     }
   }
 }

@@ -43,7 +43,7 @@ TEST_F(ExportLogTest, EveryPrintGoesIntoEverySectionAndTheWindowShowsTheTop) {
   EXPECT_EQ(LogSectionText(1), "b2\r\n");
   EXPECT_EQ(platform.windowText, "b2\r\n");
   EXPECT_EQ(platform.repaintFlags.back(), 0x105u);
-  LogError("bad %s\n", "thing");  // the prefix, then the message, in every section
+  LogError(DiagnosticCode::kNoFrames, "bad %s\n", "thing");  // the prefix, then the message, in every section
   EXPECT_EQ(LogSectionText(0), "a\r\nb2\r\nERROR: bad thing\r\n");
   EXPECT_EQ(LogSectionText(1), "b2\r\nERROR: bad thing\r\n");
   LogCloseSection();
@@ -55,7 +55,9 @@ TEST_F(ExportLogTest, StageFrameLeavesHeadBodyAndEndInTheEnclosingSection) {
   LogCreateWindow();
   LogOpenSection();
   LogOpenStage("NIS Header");
-  LogWarning("Bone \"%s\" odd\nsecond line\n", "B");
+  const size_t repaints = platform.repaintFlags.size();
+  LogBoneWarning(DiagnosticCode::kNoSobType, "Root|B", "Bone \"%s\" odd\nsecond line\n", "B");
+  EXPECT_EQ(platform.repaintFlags.size(), repaints + 2);  // the prefix and the message: two prints
   LogEndStage();
   const std::string expected =
       "======================== NIS Header ========================\r\n"
@@ -65,6 +67,15 @@ TEST_F(ExportLogTest, StageFrameLeavesHeadBodyAndEndInTheEnclosingSection) {
   EXPECT_EQ(LogSectionText(0), expected);
   EXPECT_EQ(platform.windowText, expected);  // the refresh falls back to the enclosing section
   EXPECT_EQ(platform.printedText, expected);  // every text once, in order
+  // The problem is kept as it was printed, with its code and bone, until the log is closed.
+  ASSERT_EQ(LogProblems().size(), 1u);
+  const Diagnostic& problem = LogProblems()[0];
+  EXPECT_EQ(problem.code, DiagnosticCode::kNoSobType);
+  EXPECT_FALSE(problem.isError());
+  EXPECT_EQ(problem.bone, "Root|B");
+  EXPECT_EQ(problem.what, "Bone \"B\" odd\nsecond line\n");
+  LogCloseAll();
+  EXPECT_TRUE(LogProblems().empty());
 }
 
 TEST_F(ExportLogTest, CloseAllEndsEverySectionDiscardsTextAndDestroysTheWindow) {
