@@ -312,6 +312,18 @@ SceneKind KindOfClass(const NisFollower& follower) {
   return SceneKind::kShip;
 }
 
+// Frames of the playback range, at most kMaxFrames of them from a first frame in [0, kMaxFrames];
+// false when the range was cut.
+bool SetFrames(SceneReading& scene) {
+  double first = std::ceil(scene.start * scene.fps - 1e-6), last = std::ceil(scene.end * scene.fps - 1e-6);
+  first = std::isfinite(first) ? std::min(std::max(first, 0.0), double(kMaxFrames)) : 0;
+  bool whole = last - first <= double(kMaxFrames);
+  last = std::isfinite(last) ? std::min(std::max(last, first), first + double(kMaxFrames)) : first;
+  scene.firstFrame = int64_t(first);
+  scene.lastFrame = int64_t(last);
+  return whole;
+}
+
 class SceneReader {
  public:
   explicit SceneReader(const NisDocument& doc) : doc_(doc) {
@@ -357,15 +369,7 @@ class SceneReader {
   void SetPlayback() {
     scene_.start = scene_.infoStart;
     scene_.end = std::max(scene_.infoEnd, scene_.lastKeyTime);
-    double first = std::ceil(scene_.start * scene_.fps - 1e-6), last = std::ceil(scene_.end * scene_.fps - 1e-6);
-    if (!(first >= 0)) first = 0;
-    if (!(last >= first)) last = first;
-    if (last - first > double(kMaxFrames)) {
-      last = first + double(kMaxFrames);
-      Note("more than " + std::to_string(kMaxFrames) + " frames: played only that far");
-    }
-    scene_.firstFrame = int64_t(first);
-    scene_.lastFrame = int64_t(last);
+    if (!SetFrames(scene_)) Note("more than " + std::to_string(kMaxFrames) + " frames: played only that far");
   }
 
   // Fills a record's slots from its curve names and stored values.
@@ -477,7 +481,7 @@ class SceneReader {
     // The maps point into the scene's own names, which stay where they are from here on.
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       byPath.emplace(scene_.followers[i].namePath, i);
-      byLastPart.emplace(LastPathPart(scene_.followers[i].name), i);
+      byLastPart.emplace(LastPathPart(scene_.followers[i].namePath), i);
     }
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       FindAim(scene_.followers[i], doc_.followers[i], byLastPart);
@@ -485,7 +489,7 @@ class SceneReader {
     }
   }
 
-  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view".
+  // "<X>_group" in a rotate slot, with a follower whose name path is "<X>_view" or "...|<X>_view".
   void FindAim(SceneFollower& follower, const NisFollower& record,
                const std::unordered_map<std::string_view, size_t>& byLastPart) {
     const size_t suffixLength = std::char_traits<char>::length(kAimGroupSuffix);
@@ -639,6 +643,12 @@ const char* SlotUseName(SlotUse use) {
 
 SceneReading ReadScene(const NisDocument& doc) { return SceneReader(doc).Read(); }
 
+void PlayUntil(SceneReading& scene, double seconds) {
+  if (!(seconds > scene.end)) return;
+  scene.end = seconds;
+  SetFrames(scene);
+}
+
 double EvaluateCurve(const NisCurve& curve, double t) {
   const auto& keys = curve.keys;
   size_t n = keys.size();
@@ -710,7 +720,10 @@ ScenePose FollowerOwnPose(const SceneReading& scene, size_t index, double t) {
 }
 
 SceneEvaluator::SceneEvaluator(const SceneReading& scene)
-    : scene_(scene), poses_(scene.followers.size()), states_(scene.followers.size(), State::kNone) {}
+    : scene_(scene),
+      poses_(scene.followers.size()),
+      states_(scene.followers.size(), State::kNone),
+      chains_(kMaxAimDepth + 1) {}
 
 void SceneEvaluator::SetTime(double seconds) {
   time_ = seconds;
@@ -727,8 +740,11 @@ ScenePose SceneEvaluator::Unaimed(size_t index) {
 
 const ScenePose& SceneEvaluator::World(size_t index) {
   if (states_[index] != State::kNone) return poses_[index];
-  // Parents first, from the top down, without recursion: name paths may be deep.
-  std::vector<size_t> chain;
+  // Parents first, from the top down, without recursion: name paths may be deep. A rig's aim
+  // may need another chain while this one is worked: each depth has its own list, all made
+  // at the start so that none moves.
+  std::vector<size_t>& chain = chains_[aimDepth_];
+  chain.clear();
   for (size_t i = index; i != kNoIndex && states_[i] == State::kNone; i = scene_.followers[i].parent)
     chain.push_back(i);
   for (auto it = chain.rbegin(); it != chain.rend(); ++it) {

@@ -14,7 +14,7 @@
 //   (the u-value curve); when the path's follow byte is set it is also turned along the path
 //   and rolled about its front axis by the front-twist curve, otherwise its rotation comes from
 //   its own rotate slots or start values.
-// - A follower whose rotate slots name "<X>_group", where a follower "<X>_view" exists, is aimed
+// - A follower whose rotate slots name "<X>_group", where a follower "...|<X>_view" exists, is aimed
 //   by a look-at rig: its -Z points at that follower at every time, world up +Y.
 #ifndef REELWRIGHT_INSPECT_SCENEREADING_H
 #define REELWRIGHT_INSPECT_SCENEREADING_H
@@ -127,6 +127,10 @@ struct SceneReading {
 // must outlive it and stay unchanged. Never fails: what cannot be placed is said in `notes`.
 SceneReading ReadScene(const NisDocument& doc);
 
+// Plays on to `seconds` (a script's last event, say) when that lies past scene.end: raises end
+// and lastFrame.
+void PlayUntil(SceneReading& scene, double seconds);
+
 // The value of a curve at `seconds`: Hermite between tangent keys, Bezier between handle keys;
 // before the first and after the last key by the infinity modes (1 linear along the end key's
 // inner tangent, any other value holds the end value). 0 for a curve without keys.
@@ -163,6 +167,7 @@ class SceneEvaluator {
   double time_ = 0;
   std::vector<ScenePose> poses_;
   std::vector<State> states_;
+  std::vector<std::vector<size_t>> chains_;  // scratch, one per aim depth
   int aimDepth_ = 0;
 };
 

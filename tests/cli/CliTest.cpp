@@ -270,6 +270,8 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"preview good.nis big.script", 2, "", "reelwright: big.script: is larger than 1073741824 bytes, more than such a file can hold\n",
        {}, {{"big.script", Sparse(1073741825)}}},
       {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
+      {"dump good.nis --frames 'FOLW_Root|Ship'", 0, "...\n  {\"frame\": 72, \"time\": 3, \"at\": [[2, 3, 4, ", "", {}},
+      {"dump good.nis --frames Nobody", 2, "", "reelwright: error: no follower is named \"Nobody\"\n" + kSeeHelp, {}},
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
