@@ -19,6 +19,7 @@ for src in fuzz/*_fuzzer.cpp; do
   seeds=()
   [[ -d fuzz/corpus/$name ]] && seeds+=("fuzz/corpus/$name")
   [[ $name == ms3d_reader_fuzzer || $name == export_fuzzer ]] && seeds+=("$models")
+  [[ $name == import_fuzzer ]] && seeds+=("fuzz/corpus/nis_reader_fuzzer")
   echo "-- $name for ${seconds}s"
   build/fuzz/fuzz/"$name" -max_total_time="$seconds" -max_len=65536 -print_final_stats=1 \
     "$work" "${seeds[@]}" 2>&1 | tail -n 4
