@@ -454,7 +454,11 @@ class SceneBuilder:
         if not os.path.isfile(script_path):
             return
         with open(script_path, "rb") as handle:
-            text = handle.read().decode("utf-8", "replace")
+            data = handle.read()
+        try:
+            text = data.decode("utf-8")
+        except UnicodeDecodeError:  # the game's own scripts are Windows-1252
+            text = data.decode("cp1252", "replace")
         block = bpy.data.texts.new(os.path.basename(script_path))
         block.from_string(text)
         self.scene["NIS Script"] = block.name

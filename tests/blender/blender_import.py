@@ -1,8 +1,8 @@
 # Runs inside Blender (blender -b --factory-startup --python-exit-code 1 --python THIS --
-# REELWRIGHT ADDON_FOLDER EXAMPLES_FOLDER WORKDIR MAKE_IMPORT_FILES). Imports NIS files through File > Import and
-# checks the scene against the file as `reelwright dump` reads it: objects, names, parents, classes,
-# the motion at frames between and beyond the keys, the lens, the events; then exports our own
-# example again through the add-on and compares the two files.
+# REELWRIGHT ADDON_FOLDER EXAMPLES_FOLDER WORKDIR MAKE_IMPORT_FILES). Imports NIS files of every
+# layout through File > Import and checks the scene against the file as the command reads it
+# (`dump --frames` at every frame): objects, names, parents, classes, the lens, the events and the
+# import's reports; then exports each scene again through the add-on and runs `reelwright compare`.
 import json
 import os
 import subprocess
