@@ -239,7 +239,6 @@ class SceneBuilder:
         """An object for every follower but the exporter's placeholder, parents before children."""
         followers = self.reading["followers"]
         cameras = self.reading["cameras"]
-        camera_of = {c["follower"]: c for c in cameras if c["follower"] is not None}
         self.objects = [None] * len(followers)
         depth = lambda i: 0 if followers[i]["parent"] is None else 1 + depth(followers[i]["parent"])
         for index in sorted(range(len(followers)), key=depth):
@@ -247,15 +246,15 @@ class SceneBuilder:
             if follower["name"] == PLACEHOLDER_FOLLOWER:
                 continue
             record = self.records.get(follower["name"], {})
-            camera = camera_of.get(index)
+            camera = cameras[follower["camera"]] if follower.get("camera") is not None else None
             is_camera = follower["kind"] == "camera" and (camera is not None or not record)
-            wanted = camera["name"] if camera else follower["namePath"].split("|")[-1]
+            wanted = (camera and camera["name"]) or follower["namePath"].split("|")[-1]
             name = self.names.make(wanted or "Follower", is_camera)
             obj = bpy.data.objects.new(name, bpy.data.cameras.new(name) if is_camera else None)
             if is_camera:
                 rules.set_game_lens(obj.data)  # the lens the game shows, where no record gives one
                 if camera:
-                    self.set_lens(obj.data, self.dump["cameras"][cameras.index(camera)])
+                    self.set_lens(obj.data, self.dump["cameras"][follower["camera"]])
                     obj["NIS Camera"] = camera["name"]
                 self.count["cameras"] += 1
             else:
@@ -274,9 +273,12 @@ class SceneBuilder:
                     obj.matrix_parent_inverse = CAMERA_TURN.inverted()
             self.objects[index] = obj
             self.count["objects"] += 1
-        for camera in cameras:
+        for number, camera in enumerate(cameras):
             if camera["follower"] is None:
                 self.unmapped.append("camera %s: its follower is not in the file" % camera["name"])
+            elif followers[camera["follower"]]["camera"] != number:
+                self.unmapped.append("camera %s: its follower %s is another camera's already"
+                                     % (camera["name"], followers[camera["follower"]]["name"]))
             elif camera["centerOfInterest"] is not None and self.objects[camera["centerOfInterest"]]:
                 self.objects[camera["follower"]]["Center Of Interest"] = self.objects[camera["centerOfInterest"]].name
 
