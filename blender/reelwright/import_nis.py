@@ -527,13 +527,15 @@ class SceneBuilder:
         # the export names when it refuses them.
         cuts = [rules.event_text(int(m.frame / self.fps), "cameraCut", '"%s"' % m.camera.name)
                 for m in self.scene.timeline_markers if m.camera is not None]
-        merged = sorted([(int(rules.leading_number(e)), 1, e) for _, e, _ in scene_events] +
-                        [(int(rules.leading_number(e)), 0, e) for e in cuts])
+        # In the export's order: by second, typed events before markers, each in its own order.
+        merged = sorted([(int(rules.leading_number(e)), 0, i, e) for i, (_, e, _) in enumerate(scene_events)] +
+                        [(int(rules.leading_number(e)), 1, i, e) for i, e in enumerate(cuts)])
         base = dict(rules.plain_properties(self.scene), **{rules.FPS_OPTION: self.fps})
-        left = {e for _, _, e in merged[len(merged) - rules.events_left_over(base, [e for _, _, e in merged]):]}
-        rules.write_events(self.scene, [e for _, e, _ in scene_events if e not in left])
-        for frame, event, call in scene_events:
-            if event in left and self.scene.timeline_markers.new(call, frame=frame).name != call:
+        over = rules.events_left_over(base, [m[3] for m in merged])
+        left = {i for _, kind, i, _ in merged[len(merged) - over:] if kind == 0}
+        rules.write_events(self.scene, [e for i, (_, e, _) in enumerate(scene_events) if i not in left])
+        for i, (frame, _, call) in enumerate(scene_events):
+            if i in left and self.scene.timeline_markers.new(call, frame=frame).name != call:
                 self.unmapped.append("the event %s is too long for a marker's name" % call)  # cut at 63 bytes
         if left:
             self.unmapped.append("%d global events do not fit the 1,023 bytes of the scene's comment: they are "
