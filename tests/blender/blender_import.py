@@ -225,7 +225,8 @@ def check_other_layouts():
 
 
 def check_refusals():
-    """A missing program and a file that is no NIS stop with Blender's error report, adding nothing."""
+    """A missing program and a file that is no NIS stop with Blender's error report, adding
+    nothing; a cut file imports with a warning for each fault."""
     clear()
     preferences = bpy.context.preferences.addons[addon_name].preferences
     cases = [("no program", os.path.join(examples, "fleet.nis"), os.path.join(work, "none"), "reelwright was not found"),
@@ -241,6 +242,13 @@ def check_refusals():
         if len(bpy.data.objects) or len(bpy.data.collections):
             fail("%s: the import left objects behind" % case)
     preferences.program = reelwright
+    # A cut file: what it holds comes in, and each fault the reader met is a warning.
+    cut = os.path.join(work, "cut.nis")
+    with open(os.path.join(work, "game.nis"), "rb") as whole, open(cut, "wb") as part:
+        part.write(whole.read(3000))
+    _, reports = import_file(cut)
+    if "Warning: FORM: length 7461 overruns the end of the file at 3000 by 4469 bytes (offset 4)" not in reports:
+        fail("a cut file's reports:\n%s" % "\n".join(reports))
 
 
 try:
