@@ -356,22 +356,25 @@ class SceneBuilder:
         return self.slot_values(lead, leader["slots"], stored), leader["turnOrder"]
 
     def animate(self):
+        """Motion for every object, under Blender's progress indicator."""
         sampled = []
         wm = self.context.window_manager
         wm.progress_begin(0, max(1, len(self.objects)))
-        for index, obj in enumerate(self.objects):
-            wm.progress_update(index)
-            if obj is None:
-                continue
-            source = self.motion_source(index)
-            # A camera's quarter turn joins its X angle only where X turns first.
-            if source is None or (obj.type == 'CAMERA' and blender_rotation_mode(source[1])[0] != "X"):
-                sampled.append(index)
-            else:
-                self.animate_by_curves(obj, *source)
-        if sampled:
-            self.animate_by_samples(sampled)
-        wm.progress_end()
+        try:
+            for index, obj in enumerate(self.objects):
+                wm.progress_update(index)
+                if obj is None:
+                    continue
+                source = self.motion_source(index)
+                # A camera's quarter turn joins its X angle only where X turns first.
+                if source is None or (obj.type == 'CAMERA' and blender_rotation_mode(source[1])[0] != "X"):
+                    sampled.append(index)
+                else:
+                    self.animate_by_curves(obj, *source)
+            if sampled:
+                self.animate_by_samples(sampled)
+        finally:
+            wm.progress_end()
 
     def new_action(self, obj):
         obj.animation_data_create()
