@@ -224,11 +224,30 @@ class SceneBuilder:
 
     def set_time(self):
         """The frame rate, and the playback range in frames (INFO's range, on to the last key)."""
+        render = self.scene.render
+        self.saved_time = (render.fps, render.fps_base, self.scene.frame_start, self.scene.frame_end)
         self.fps = int(self.reading["fps"])
         self.scene.render.fps, self.scene.render.fps_base = self.fps, 1.0
         first, last = int(self.reading["firstFrame"]), int(self.reading["lastFrame"])
         self.range = (first, max(last, first + 1))
         self.scene.frame_start, self.scene.frame_end = self.range
+
+    def discard(self):
+        """Takes back what a stopped import made: its objects, their data and keys, the
+        collection, and the scene's frame rate and range."""
+        if hasattr(self, "collection"):
+            for obj in list(self.collection.objects):
+                data = obj.data
+                for owner in (obj, data):
+                    if owner is not None and owner.animation_data and owner.animation_data.action:
+                        bpy.data.actions.remove(owner.animation_data.action)
+                bpy.data.objects.remove(obj)
+                if data is not None:
+                    getattr(bpy.data, "cameras" if isinstance(data, bpy.types.Camera) else "curves").remove(data)
+            bpy.data.collections.remove(self.collection)
+        if hasattr(self, "saved_time"):
+            render = self.scene.render
+            render.fps, render.fps_base, self.scene.frame_start, self.scene.frame_end = self.saved_time
 
     def make_collection(self):
         title = os.path.splitext(os.path.basename(self.filepath))[0]
@@ -617,6 +636,7 @@ class ImportNis(bpy.types.Operator, ImportHelper):
         if not program:
             self.report({'ERROR'}, "reelwright was not found: name the program in the add-on's preferences")
             return {'CANCELLED'}
+        builder = None
         try:
             dump, message = run_dump(program, self.filepath, "--json", "--keys")
             if "scene" not in dump:
@@ -629,6 +649,8 @@ class ImportNis(bpy.types.Operator, ImportHelper):
             builder.animate()
             builder.read_script()
         except (OSError, ImportProblem) as problem:
+            if builder is not None:
+                builder.discard()
             self.report({'ERROR'}, "Reelwright: %s" % problem)
             return {'CANCELLED'}
         for fault in dump.get("faults", []):

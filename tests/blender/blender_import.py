@@ -37,7 +37,7 @@ def run(*words):
 
 
 def clear():
-    for collection in (bpy.data.objects, bpy.data.collections, bpy.data.actions, bpy.data.texts):
+    for collection in (bpy.data.objects, bpy.data.collections, bpy.data.actions, bpy.data.texts, bpy.data.cameras):
         for item in list(collection):
             collection.remove(item)
     bpy.context.scene.timeline_markers.clear()
@@ -225,12 +225,21 @@ def check_other_layouts():
 
 
 def check_refusals():
-    """A missing program and a file that is no NIS stop with Blender's error report, adding
-    nothing; a cut file imports with a warning for each fault."""
+    """A missing program, a file that is no NIS and a command that stops midway end in Blender's
+    error report, leaving the scene as it was; a cut file imports with a warning for each fault."""
     clear()
     preferences = bpy.context.preferences.addons[addon_name].preferences
+    # A program that stops when asked for the frames: the import has made objects by then.
+    stopping = os.path.join(work, "stops-at-frames.sh")
+    with open(stopping, "w") as script:
+        script.write('#!/bin/sh\ncase "$*" in *--frames*) echo "stopped here" >&2; exit 2;; esac\nexec "%s" "$@"\n'
+                     % reelwright)
+    os.chmod(stopping, 0o755)
     cases = [("no program", os.path.join(examples, "fleet.nis"), os.path.join(work, "none"), "reelwright was not found"),
-             ("not a NIS file", os.path.join(examples, "fleet.script"), reelwright, "fleet.script")]
+             ("not a NIS file", os.path.join(examples, "fleet.script"), reelwright, "fleet.script"),
+             ("stopped midway", os.path.join(work, "rig.nis"), stopping, "stopped here")]
+    scene = bpy.context.scene
+    scene.render.fps, scene.frame_start, scene.frame_end = 25, 3, 7
     for case, path, program, words in cases:
         preferences.program = program
         try:
@@ -239,8 +248,10 @@ def check_refusals():
         except RuntimeError as report:
             if words not in str(report):
                 fail("%s: unexpected report %s" % (case, report))
-        if len(bpy.data.objects) or len(bpy.data.collections):
-            fail("%s: the import left objects behind" % case)
+        left = (len(bpy.data.objects), len(bpy.data.collections), len(bpy.data.actions), len(bpy.data.cameras),
+                scene.render.fps, scene.frame_start, scene.frame_end)
+        if left != (0, 0, 0, 0, 25, 3, 7):
+            fail("%s: the import left %s behind" % (case, left))
     preferences.program = reelwright
     # A cut file: what it holds comes in, and each fault the reader met is a warning.
     cut = os.path.join(work, "cut.nis")
