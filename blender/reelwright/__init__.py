@@ -11,15 +11,15 @@ from bpy.props import StringProperty
 
 bl_info = {
     "name": "Reelwright: Homeworld 2 NIS",
-    "description": "Homeworld 2 cinematics: exports the scene's objects, motion and events as a NIS file",
+    "description": "Homeworld 2 cinematics: exports the scene's objects, motion and events as a NIS file, and imports NIS files",
     "version": (0, 9, 0),
     "blender": (3, 4, 0),
-    "location": "File > Export > Homeworld 2 NIS (.nis); Properties > Object and Scene > Homeworld 2",
+    "location": "File > Export and File > Import > Homeworld 2 NIS (.nis); Properties > Object and Scene > Homeworld 2",
     "category": "Import-Export",
 }
 
 # The modules that register classes, in order.
-MODULES = ["export_nis", "panel"]
+MODULES = ["export_nis", "import_nis", "panel"]
 
 
 class ReelwrightPreferences(bpy.types.AddonPreferences):
