@@ -5,14 +5,16 @@
 #include <sstream>
 
 #include "inspect/Dump.h"
+#include "inspect/TextFormat.h"
+#include "scriptlang/ScriptReader.h"
 
 namespace rw {
 
 // Written by cmake/EmbedFiles.cmake; a file missing at build time has size 0.
-extern const unsigned char kPreviewTemplate[], kPreviewScript[], kThreeJs[], kOrbitControlsJs[], kNurbsUtilsJs[],
-    kNurbsCurveJs[];
-extern const size_t kPreviewTemplateSize, kPreviewScriptSize, kThreeJsSize, kOrbitControlsJsSize, kNurbsUtilsJsSize,
-    kNurbsCurveJsSize;
+extern const unsigned char kPreviewTemplate[], kCurvesJs[], kTransformsJs[], kSceneModelJs[], kViewerJs[], kThreeJs[],
+    kOrbitControlsJs[];
+extern const size_t kPreviewTemplateSize, kCurvesJsSize, kTransformsJsSize, kSceneModelJsSize, kViewerJsSize,
+    kThreeJsSize, kOrbitControlsJsSize;
 
 namespace {
 
@@ -39,23 +41,6 @@ std::string EscapeHtml(const std::string& text) {
       default:
         out += c;
     }
-  }
-  return out;
-}
-
-std::string Base64(const std::string& bytes) {
-  static const char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    const size_t n = bytes.size() - i < 3 ? bytes.size() - i : 3;
-    uint32_t v = uint32_t(uint8_t(bytes[i])) << 16;
-    if (n > 1) v |= uint32_t(uint8_t(bytes[i + 1])) << 8;
-    if (n > 2) v |= uint8_t(bytes[i + 2]);
-    out += kDigits[(v >> 18) & 63];
-    out += kDigits[(v >> 12) & 63];
-    out += n > 1 ? kDigits[(v >> 6) & 63] : '=';
-    out += n > 2 ? kDigits[v & 63] : '=';
   }
   return out;
 }
@@ -91,20 +76,10 @@ std::string Fill(const std::string& page, const Slot* slots, size_t count) {
   return out;
 }
 
-}  // namespace
-
-bool PreviewLibraryPresent() {
-  return kThreeJsSize > 0 && kOrbitControlsJsSize > 0 && kNurbsUtilsJsSize > 0 && kNurbsCurveJsSize > 0;
-}
-
-std::string PreviewSceneJson(const NisDocument& doc) {
-  std::ostringstream json;
-  DumpOptions options;
-  options.keys = true;
-  WriteDumpJson(doc, options, json);
-  // "<" stands only inside JSON texts, where "\u003c" reads the same: no "</script" or "<!--"
-  // can then end or confuse the <script> element that holds the document.
-  std::string text = json.str(), out;
+// "<" stands only inside JSON texts, where "\u003c" reads the same: no "</script" or "<!--"
+// can then end or confuse the <script> element that holds the document.
+std::string SafeInScriptElement(const std::string& text) {
+  std::string out;
   for (char c : text) {
     if (c == '<') {
       out += "\\u003c";
@@ -115,17 +90,88 @@ std::string PreviewSceneJson(const NisDocument& doc) {
   return out;
 }
 
+const char* UnitName(ScriptTimeUnit unit) {
+  switch (unit) {
+    case ScriptTimeUnit::kSeconds:
+      return "seconds";
+    case ScriptTimeUnit::kFrames:
+      return "frames";
+    case ScriptTimeUnit::kNone:
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool PreviewLibraryPresent() { return kThreeJsSize > 0 && kOrbitControlsJsSize > 0; }
+
+std::string PreviewSceneJson(const NisDocument& doc) {
+  std::ostringstream json;
+  DumpOptions options;
+  options.keys = true;
+  WriteDumpJson(doc, options, json);
+  return SafeInScriptElement(json.str());
+}
+
+std::string PreviewEventsJson(const std::string& scriptText) {
+  const ScriptText script = ReadScriptText(scriptText);
+  std::ostringstream out;
+  JsonWriter json(out);
+  json.BeginObject();
+  json.Key("statements");
+  json.BeginArray();
+  for (const ScriptStatement& statement : script.statements) {
+    json.BeginObject(true);
+    json.Key("line");
+    json.Integer(static_cast<int64_t>(statement.line));
+    json.Key("unit");
+    if (const char* unit = UnitName(statement.unit)) {
+      json.String(unit);
+    } else {
+      json.Null();
+    }
+    json.Key("time");
+    json.Number(statement.time);
+    json.Key("block");
+    json.String(statement.block);
+    json.Key("text");
+    json.String(statement.text);
+    json.Key("function");
+    json.String(statement.function);
+    json.Key("arguments");
+    json.BeginArray(true);
+    for (const ScriptArgument& argument : statement.arguments) json.String(argument.value);
+    json.EndArray();
+    json.EndObject();
+  }
+  json.EndArray();
+  json.Key("problems");
+  json.BeginArray();
+  for (const ScriptProblem& problem : script.problems) {
+    json.BeginObject(true);
+    json.Key("line");
+    json.Integer(static_cast<int64_t>(problem.line));
+    json.Key("what");
+    json.String(problem.what);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+  return SafeInScriptElement(out.str());
+}
+
 std::string BuildPreviewPage(const NisDocument& doc, const std::string& title, const std::string* script) {
   const Slot slots[] = {
       {"TITLE", EscapeHtml(title)},
       {"SCENE_JSON", PreviewSceneJson(doc)},
-      {"SCRIPT_PRESENT", script ? "yes" : "no"},
-      {"SCRIPT_BASE64", script ? Base64(*script) : ""},
+      {"EVENTS_JSON", script ? PreviewEventsJson(*script) : "null"},
       {"THREE_JS", Asset(kThreeJs, kThreeJsSize)},
       {"ORBIT_CONTROLS_JS", Asset(kOrbitControlsJs, kOrbitControlsJsSize)},
-      {"NURBS_UTILS_JS", Asset(kNurbsUtilsJs, kNurbsUtilsJsSize)},
-      {"NURBS_CURVE_JS", Asset(kNurbsCurveJs, kNurbsCurveJsSize)},
-      {"PREVIEW_JS", Asset(kPreviewScript, kPreviewScriptSize)},
+      {"CURVES_JS", Asset(kCurvesJs, kCurvesJsSize)},
+      {"TRANSFORMS_JS", Asset(kTransformsJs, kTransformsJsSize)},
+      {"SCENE_MODEL_JS", Asset(kSceneModelJs, kSceneModelJsSize)},
+      {"VIEWER_JS", Asset(kViewerJs, kViewerJsSize)},
   };
   return Fill(Asset(kPreviewTemplate, kPreviewTemplateSize), slots, sizeof slots / sizeof slots[0]);
 }

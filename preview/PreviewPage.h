@@ -1,5 +1,5 @@
 // The browser preview of a NIS file: one self-contained HTML page that holds three.js, our
-// viewer script, the file's document and its script, and plays the scene offline.
+// viewer, the file's document and its script's statements, and plays the scene offline.
 #ifndef REELWRIGHT_PREVIEW_PREVIEWPAGE_H
 #define REELWRIGHT_PREVIEW_PREVIEWPAGE_H
 
@@ -18,6 +18,11 @@ std::string BuildPreviewPage(const NisDocument& doc, const std::string& title, c
 
 // The same JSON the page holds: `dump --json --keys`, made safe to stand inside a <script>.
 std::string PreviewSceneJson(const NisDocument& doc);
+
+// The script's statements as the page holds them, made safe the same way:
+// {"statements": [{"line", "unit": "seconds" | "frames" | null, "time", "block", "text",
+// "function", "arguments": [texts]}], "problems": [{"line", "what"}]}. The page reads no script text.
+std::string PreviewEventsJson(const std::string& scriptText);
 
 }  // namespace rw
 

@@ -1,0 +1,174 @@
+// Curves: the values of ANIM curves (tangents or Bezier handles), of the older layout's tension /
+// continuity / bias keys, and points on NURB curves, by time or by fraction of arc length.
+// Plain numbers in and out, no drawing: the page and node's test runner load the same file.
+(function (root, factory) {
+  if (typeof module === 'object' && module.exports) module.exports = factory();
+  else root.ReelwrightCurves = factory();
+})(typeof globalThis !== 'undefined' ? globalThis : this, function () {
+  'use strict';
+
+  // A tangent's slope. A tangent with no horizontal part (two keys at one time) has no finite
+  // slope; it is taken as flat so that the stretch it ends stays between its keys.
+  var kVerticalTangent = 1e-9;
+  function Slope(x, y) { return Math.abs(x) < kVerticalTangent ? 0 : y / x; }
+
+  // Cubic Hermite in (seconds, value) between two keys with slopes m0 and m1.
+  function Hermite(t0, v0, m0, t1, v1, m1, t) {
+    var dt = t1 - t0;
+    if (!(dt > 0)) return v1;
+    var s = (t - t0) / dt, s2 = s * s, s3 = s2 * s;
+    return (2 * s3 - 3 * s2 + 1) * v0 + (s3 - 2 * s2 + s) * dt * m0 + (-2 * s3 + 3 * s2) * v1 + (s3 - s2) * dt * m1;
+  }
+
+  function BezierAt(p0, p1, p2, p3, s) {
+    var r = 1 - s;
+    return r * r * r * p0 + 3 * r * r * s * p1 + 3 * r * s * s * p2 + s * s * s * p3;
+  }
+
+  // A Bezier segment from absolute handles: find the parameter whose time is t (bisection; the
+  // time is monotonic while the handles stay between the keys), then its value.
+  var kBisectionSteps = 60;
+  function BezierSegment(k0, k1, t) {
+    var x0 = k0.time, x1 = k0.outHandle[0], x2 = k1.inHandle[0], x3 = k1.time;
+    var lo = 0, hi = 1;
+    for (var i = 0; i < kBisectionSteps; ++i) {
+      var mid = 0.5 * (lo + hi);
+      if (BezierAt(x0, x1, x2, x3, mid) < t) lo = mid; else hi = mid;
+    }
+    return BezierAt(k0.value, k0.outHandle[1], k1.inHandle[1], k1.value, 0.5 * (lo + hi));
+  }
+
+  // The slope a key leaves with (out) or arrives with (in), for either layout.
+  function KeySlope(curve, i, out) {
+    var k = curve.keys[i];
+    if (curve.layout === 'bezier') {
+      var h = out ? k.outHandle : k.inHandle;
+      var dx = out ? h[0] - k.time : k.time - h[0], dy = out ? h[1] - k.value : k.value - h[1];
+      return dx > 0 ? dy / dx : 0;
+    }
+    var tan = out ? k.outTangent : k.inTangent;
+    return Slope(tan[0], tan[1]);
+  }
+
+  // Outside the keys: 0 holds the end value, 1 goes on along the end's inner tangent (the
+  // first key's out side, the last key's in side: the outer handles are (0, 0) in the second layout).
+  function Extrapolate(curve, i, mode, t) {
+    var k = curve.keys[i];
+    if (mode !== 1) return k.value;
+    return k.value + (t - k.time) * KeySlope(curve, i, i === 0);
+  }
+
+  // The value of a curve (as the dump describes it, with keys) at time t in seconds.
+  function EvaluateCurve(curve, t) {
+    var keys = curve.keys || [];
+    var n = keys.length;
+    if (n === 0) return 0;
+    if (t <= keys[0].time) return t === keys[0].time || n === 1 ? keys[0].value : Extrapolate(curve, 0, curve.preInfinity, t);
+    if (t >= keys[n - 1].time) return t === keys[n - 1].time ? keys[n - 1].value : Extrapolate(curve, n - 1, curve.postInfinity, t);
+    var lo = 0, hi = n - 1;  // keys[lo].time < t < keys[hi].time
+    while (hi - lo > 1) {
+      var mid = (lo + hi) >> 1;
+      if (keys[mid].time <= t) lo = mid; else hi = mid;
+    }
+    if (keys[lo].time === t) return keys[lo].value;
+    var a = keys[lo], b = keys[hi];
+    if (curve.layout === 'bezier') return BezierSegment(a, b, t);
+    return Hermite(a.time, a.value, KeySlope(curve, lo, true), b.time, b.value, KeySlope(curve, hi, false), t);
+  }
+
+  // Kochanek-Bartels (tension, continuity, bias) through keys given as parallel arrays.
+  function EvaluateTcb(times, values, tcb, t) {
+    var n = times.length;
+    if (n === 0) return 0;
+    if (t <= times[0]) return values[0];
+    if (t >= times[n - 1]) return values[n - 1];
+    var lo = 0, hi = n - 1;  // times[lo] <= t < times[hi]
+    while (hi - lo > 1) {
+      var mid = (lo + hi) >> 1;
+      if (times[mid] <= t) lo = mid; else hi = mid;
+    }
+    function Tangent(k, incoming) {
+      var p = values[Math.max(k - 1, 0)], c = values[k], q = values[Math.min(k + 1, n - 1)];
+      var w = tcb && tcb[k] ? tcb[k] : [0, 0, 0];
+      var tt = w[0], cc = w[1], bb = w[2];
+      var fa = incoming ? (1 - tt) * (1 - cc) * (1 + bb) / 2 : (1 - tt) * (1 + cc) * (1 + bb) / 2;
+      var fb = incoming ? (1 - tt) * (1 + cc) * (1 - bb) / 2 : (1 - tt) * (1 - cc) * (1 - bb) / 2;
+      return fa * (c - p) + fb * (q - c);
+    }
+    var dt = times[hi] - times[lo];
+    if (!(dt > 0)) return values[hi];
+    var s = (t - times[lo]) / dt, s2 = s * s, s3 = s2 * s;
+    return (2 * s3 - 3 * s2 + 1) * values[lo] + (s3 - 2 * s2 + s) * Tangent(lo, false) +
+           (-2 * s3 + 3 * s2) * values[hi] + (s3 - s2) * Tangent(hi, true);
+  }
+
+  // ---- NURB curves
+
+  // The file lists control points + degree - 1 knots; the full knot vector repeats both ends.
+  function FullKnots(nurb) {
+    var k = nurb.knots;
+    return [k[0]].concat(k, [k[k.length - 1]]);
+  }
+  function NurbUsable(nurb) {
+    return !!nurb && nurb.degree >= 1 && nurb.controlPoints.length > nurb.degree &&
+           nurb.knots.length === nurb.controlPoints.length + nurb.degree - 1;
+  }
+  function NurbDomain(nurb) {
+    var knots = FullKnots(nurb);
+    return [knots[nurb.degree], knots[nurb.controlPoints.length]];
+  }
+
+  // The rational B-spline at parameter u (clamped to the domain), by de Boor's algorithm on
+  // homogeneous points.
+  function NurbPoint(nurb, u) {
+    var knots = FullKnots(nurb), p = nurb.degree, n = nurb.controlPoints.length;
+    u = Math.min(Math.max(u, knots[p]), knots[n]);
+    var span = p;
+    while (span < n - 1 && u >= knots[span + 1]) ++span;
+    var d = [];
+    for (var j = 0; j <= p; ++j) {
+      var c = nurb.controlPoints[span - p + j], w = c[3];
+      d.push([c[0] * w, c[1] * w, c[2] * w, w]);
+    }
+    for (var r = 1; r <= p; ++r) {
+      for (j = p; j >= r; --j) {
+        var i = span - p + j, denominator = knots[i + p - r + 1] - knots[i];
+        var a = denominator !== 0 ? (u - knots[i]) / denominator : 0;
+        for (var axis = 0; axis < 4; ++axis) d[j][axis] = (1 - a) * d[j - 1][axis] + a * d[j][axis];
+      }
+    }
+    var h = d[p];
+    return h[3] !== 0 ? [h[0] / h[3], h[1] / h[3], h[2] / h[3]] : [h[0], h[1], h[2]];
+  }
+
+  // A table from fraction of arc length to parameter: the curve is measured as a polyline of
+  // kArcSamples chords, and a fraction between two samples is interpolated along its chord.
+  var kArcSamples = 512;
+  function ArcTable(nurb) {
+    var domain = NurbDomain(nurb), us = [], lengths = [0], previous = null;
+    for (var i = 0; i <= kArcSamples; ++i) {
+      var u = domain[0] + (domain[1] - domain[0]) * i / kArcSamples, point = NurbPoint(nurb, u);
+      if (previous) {
+        var dx = point[0] - previous[0], dy = point[1] - previous[1], dz = point[2] - previous[2];
+        lengths.push(lengths[lengths.length - 1] + Math.sqrt(dx * dx + dy * dy + dz * dz));
+      }
+      us.push(u);
+      previous = point;
+    }
+    return {us: us, lengths: lengths, total: lengths[kArcSamples], domain: domain};
+  }
+  // The parameter at fraction f (0 to 1, clamped) of the curve's length.
+  function ParameterAtFraction(table, f) {
+    if (!(table.total > 0)) return table.domain[0] + (table.domain[1] - table.domain[0]) * Math.min(Math.max(f, 0), 1);
+    var target = Math.min(Math.max(f, 0), 1) * table.total, lo = 0, hi = table.lengths.length - 1;
+    while (hi - lo > 1) {
+      var mid = (lo + hi) >> 1;
+      if (table.lengths[mid] <= target) lo = mid; else hi = mid;
+    }
+    var chord = table.lengths[hi] - table.lengths[lo], s = chord > 0 ? (target - table.lengths[lo]) / chord : 0;
+    return table.us[lo] + s * (table.us[hi] - table.us[lo]);
+  }
+
+  return {EvaluateCurve: EvaluateCurve, EvaluateTcb: EvaluateTcb, FullKnots: FullKnots, NurbUsable: NurbUsable,
+          NurbDomain: NurbDomain, NurbPoint: NurbPoint, ArcTable: ArcTable, ParameterAtFraction: ParameterAtFraction};
+});
