@@ -1,38 +1,28 @@
 #include "cli/Cli.h"
 
-#include <cctype>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <ostream>
-#include <sstream>
 
 #include "ReelwrightVersion.h"
-#include "cli/ConsolePlatform.h"
+#include "cli/ExportCommand.h"
 #include "cli/InspectCommands.h"
-#include "cli/OutputPlan.h"
 #include "cli/PreviewCommand.h"
-#include "cli/StagedFiles.h"
 #include "export/PlugIn.h"
-#include "log/ExportLog.h"
-#include "model/GltfReader.h"
-#include "model/Ms3dReader.h"
-#include "scene/Scene.h"
 
 namespace rw {
 namespace {
-
-constexpr const char* kProgram = "reelwright";
 
 constexpr const char* kHelp =
     "Usage:\n"
     "  reelwright export MODEL.ms3d|SCENE.gltf|SCENE.glb [-o OUT] [--animation NAME]\n"
     "                    [--log FILE] [-f|--force] [-q|--quiet]\n"
     "  reelwright dump FILE.nis [--json] [--keys]\n"
+    "  reelwright dump FILE.nis --frames [NAME...]\n"
     "  reelwright check FILE.nis [FILE.script] [--strict]\n"
     "  reelwright preview FILE.nis [FILE.script] [-o OUT.html] [-f|--force]\n"
     "  reelwright --help | --version\n"
+    "Options and files may come in any order; \"--\" ends the options (a file whose name\n"
+    "starts with \"-\" goes after it), and a long option may take its value after \"=\"\n"
+    "(--output=OUT).\n"
     "\n"
     "export  reads the model (MilkShape 3D .ms3d, or a glTF 2.0 scene) and writes the NIS file\n"
     "        OUT (default: the model's name with .nis) and its .script beside it, printing\n"
@@ -42,7 +32,8 @@ constexpr const char* kHelp =
     "  --log FILE        also write the whole log, with CR LF line ends, to FILE\n"
     "  -f, --force       replace an existing output file\n"
     "  -q, --quiet       do not print the log\n"
-    "dump    shows the chunks of a NIS file.\n"
+    "dump    shows the chunks of a NIS file; --json as JSON, with the scene it reads;\n"
+    "        --frames the world pose of every follower (or each NAME) at every frame.\n"
     "check   checks a NIS file (and its script) for consistency: one line per error (the\n"
     "        file is broken) or warning (legal but suspicious).\n"
     "  --strict          count warnings as errors\n"
@@ -52,182 +43,6 @@ constexpr const char* kHelp =
     "Exit codes: 0 done; 1 the export reported an error, dump found structural faults or\n"
     "check found an error; 2 bad arguments, unreadable input or refused output path\n"
     "(nothing written).\n";
-
-struct ExportArgs {
-  OutputRequest outputs;
-  std::string animation;
-  bool quiet = false;
-};
-
-bool EndsWith(const std::string& text, const std::string& tail) {
-  if (text.size() < tail.size()) return false;
-  for (size_t i = 0; i < tail.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(text[text.size() - tail.size() + i])) != tail[i]) return false;
-  return true;
-}
-
-bool IsGltfPath(const std::string& path) { return EndsWith(path, ".gltf") || EndsWith(path, ".glb"); }
-
-// Fills args from the words after "export"; returns an error message, empty when they are fine.
-std::string ParseExportArgs(const std::vector<std::string>& words, ExportArgs& args) {
-  bool haveModel = false;
-  for (size_t i = 0; i < words.size(); ++i) {
-    const std::string& word = words[i];
-    if (word == "-o" || word == "--output" || word == "--log") {
-      if (i + 1 >= words.size()) return word + " needs a file name";
-      std::string& target = word == "--log" ? args.outputs.logPath : args.outputs.outputArg;
-      if (words[i + 1].empty()) return word + " needs a file name";
-      target = words[++i];
-    } else if (word == "--animation") {
-      if (i + 1 >= words.size() || words[i + 1].empty()) return word + " needs an animation name";
-      args.animation = words[++i];
-    } else if (word == "-f" || word == "--force") {
-      args.outputs.force = true;
-    } else if (word == "-q" || word == "--quiet") {
-      args.quiet = true;
-    } else if (word.size() > 1 && word[0] == '-') {
-      return "unknown option " + word;
-    } else if (haveModel) {
-      return "more than one model file (" + args.outputs.modelPath + ", " + word + ")";
-    } else {
-      args.outputs.modelPath = word;
-      haveModel = true;
-    }
-  }
-  if (!haveModel || args.outputs.modelPath.empty()) return "export needs a model file";
-  if (!args.animation.empty() && !IsGltfPath(args.outputs.modelPath)) return "--animation is for glTF scenes";
-  return "";
-}
-
-// Reads a model file by its extension: a glTF scene (.gltf, .glb, any case) or an .ms3d model.
-// glTF key times become frames at the rate the export reads from the model comment.
-// A model read from either kind of file; fileFps is the frame rate an .ms3d file states (0: none).
-struct ModelRead {
-  ModelPtr model;
-  std::vector<Diagnostic> diagnostics;
-  float fileFps = 0;
-  bool ok() const { return model != nullptr; }
-};
-
-ModelRead ReadModelFile(const ExportArgs& args) {
-  if (!IsGltfPath(args.outputs.modelPath)) {
-    Ms3dReadResult ms3d = ReadMs3dFile(args.outputs.modelPath);
-    return {std::move(ms3d.model), std::move(ms3d.diagnostics), ms3d.fileFps};
-  }
-  GltfReadOptions options;
-  options.animation = args.animation;
-  // Key times become frames at the rate the scan will give the scene.
-  options.framesPerSecond = [](const std::string& comment) { return ParseFrameRateOption(comment).fps; };
-  GltfReadResult gltf = ReadGltfFile(args.outputs.modelPath, options);
-  return {std::move(gltf.model), std::move(gltf.diagnostics), 0};
-}
-
-int ExitCodeFor(ExportOutcome outcome) {
-  switch (outcome) {
-    case ExportOutcome::kExported:
-      return kExitOk;
-    case ExportOutcome::kCancelled:
-      return kExitUsage;
-    case ExportOutcome::kNotRun:
-    case ExportOutcome::kFailed:
-      break;
-  }
-  return kExitFailed;
-}
-
-// Stages the whole log, as the window holds it, for the log file.
-bool StageLogFile(StagedFiles& staged, const std::string& path, std::string& problem) {
-  std::FILE* file = staged.Open(path, "wb");
-  if (!file) {
-    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
-    return false;
-  }
-  const std::string text = LogSectionCount() > 0 ? LogSectionText(0) : std::string();
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  if (std::fclose(file) != 0 || !written) {
-    problem = std::string("cannot be written (") + std::strerror(errno) + ")";
-    return false;
-  }
-  return true;
-}
-
-// A model whose file states another frame rate than the one the export uses is worth a word
-// before the log starts: the NIS file's times follow OPT_FPS, not the file.
-void NoteFrameRates(const std::string& modelPath, float fileFps, msModel* model, std::ostream& err) {
-  const FrameRateOption option = ReadFrameRateOption(model);
-  if (fileFps <= 0 || static_cast<double>(fileFps) == option.fps) return;
-  std::ostringstream what;
-  what << "warning: the file's animation runs at " << fileFps << " fps, but "
-       << (option.given ? "OPT_FPS is " + std::to_string(option.fps) : std::string("the model comment has no OPT_FPS"))
-       << "; the NIS file uses " << option.fps << " fps";
-  ReportFileError(err, modelPath, what.str());
-}
-
-// Installs the console platform for one run and takes the log down before the platform goes
-// (the log's window refers to it).
-class InstalledPlatform {
- public:
-  explicit InstalledPlatform(ConsolePlatform& platform) : platform_(platform) { SetPlatform(&platform_); }
-  ~InstalledPlatform() {
-    platform_.Silence();
-    if (LogSectionCount() > 0) LogCloseAll();
-    SetPlatform(nullptr);
-  }
-
- private:
-  ConsolePlatform& platform_;
-};
-
-int RunExport(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
-  ExportArgs args;
-  const std::string problem = ParseExportArgs(words, args);
-  if (!problem.empty()) return UsageError(err, problem);
-
-  const std::string& modelPath = args.outputs.modelPath;
-  ModelRead read = ReadModelFile(args);
-  for (const Diagnostic& diagnostic : read.diagnostics)
-    err << kProgram << ": " << FormatDiagnostic(modelPath, diagnostic) << "\n";
-  if (!read.ok()) return kExitUsage;
-
-  const OutputPaths paths = ChooseOutputPaths(args.outputs);
-  OutputRefusal refusal;
-  if (!CheckOutputPaths(args.outputs, paths, refusal)) {
-    ReportFileError(err, refusal.path, "error: " + refusal.what);
-    return kExitUsage;
-  }
-  NoteFrameRates(modelPath, read.fileFps, read.model.get(), err);
-
-  StagedFiles staged;
-  ConsolePlatform platform({paths.nis, args.quiet}, staged, out, err);
-  InstalledPlatform installed(platform);
-
-  // The host's road: ask the object its type and title, run the command, end it.
-  ExportPlugIn exportPlugIn;
-  PlugInInterface& plugIn = exportPlugIn;
-  if (plugIn.GetPlugInType() != kPlugInTypeExport || !plugIn.GetPlugInTitle()) {
-    err << kProgram << ": error: the plug-in object is not an export plug-in\n";
-    return kExitFailed;
-  }
-  msModel* model = read.model.release();  // a confirmed command destroys it
-  plugIn.RunExportCommand(model);
-
-  if (!platform.refusal().empty()) {
-    msModel_Destroy(model);  // the refused dialog left it to us
-    ReportFileError(err, paths.nis, "error: " + platform.refusal());
-    return kExitUsage;
-  }
-  // A failed run keeps no NIS file and no script; its log still tells what went wrong.
-  int code = ExitCodeFor(exportPlugIn.lastOutcome());
-  if (code != kExitOk) staged.Discard();
-  std::string placeProblem, placePath = paths.log;
-  if (!paths.log.empty() && !StageLogFile(staged, paths.log, placeProblem)) {
-    staged.Discard();
-  } else if (staged.Place(args.outputs.force, placePath, placeProblem)) {
-    return code;
-  }
-  ReportFileError(err, placePath, "error: " + placeProblem);
-  return code == kExitOk ? kExitUsage : code;
-}
 
 }  // namespace
 
@@ -256,7 +71,7 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     out << kBanner << "\n" << kProgram << " " << REELWRIGHT_VERSION << "\n";
     return kExitOk;
   }
-  if (command == "export") return RunExport(rest, out, err);
+  if (command == "export") return ExportCommand(rest, out, err);
   if (command == "dump") return DumpCommand(rest, out, err);
   if (command == "check") return CheckCommand(rest, out, err);
   if (command == "preview") return PreviewCommand(rest, out, err);

@@ -1,4 +1,4 @@
-// The `reelwright` command: export, dump, check, --help, --version.
+// The `reelwright` command: the dispatch to export, dump, check and preview; --help, --version.
 #ifndef REELWRIGHT_CLI_CLI_H
 #define REELWRIGHT_CLI_CLI_H
 
@@ -7,6 +7,9 @@
 #include <vector>
 
 namespace rw {
+
+// The program's name, as it leads every message.
+constexpr const char* kProgram = "reelwright";
 
 // The exit codes of every command.
 constexpr int kExitOk = 0;

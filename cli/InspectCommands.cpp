@@ -2,16 +2,16 @@
 
 #include <ostream>
 
+#include "cli/ArgParser.h"
 #include "cli/Cli.h"
 #include "inspect/Check.h"
 #include "inspect/Dump.h"
 #include "inspect/NisDocument.h"
+#include "inspect/SceneDump.h"
 #include "io/FileBytes.h"
 
 namespace rw {
 namespace {
-
-bool IsOption(const std::string& arg) { return arg.size() > 1 && arg[0] == '-'; }
 
 // Reads path into doc; when it cannot, says why on err in one line and returns false.
 bool ReadOrReport(const std::string& path, NisDocument& doc, std::ostream& err) {
@@ -25,23 +25,24 @@ bool ReadOrReport(const std::string& path, NisDocument& doc, std::ostream& err) 
 
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   DumpOptions options;
-  bool json = false;
+  bool json = false, frames = false;
   std::vector<std::string> files;
-  for (const std::string& arg : args) {
-    if (arg == "--json") {
-      json = true;
-    } else if (arg == "--keys") {
-      options.keys = true;
-    } else if (IsOption(arg)) {
-      return UsageError(err, "unknown option " + arg);
-    } else {
-      files.push_back(arg);
-    }
-  }
-  if (files.size() != 1) return UsageError(err, "dump needs one NIS file");
+  ArgParser parser;
+  parser.Flag(nullptr, "--json", json);
+  parser.Flag(nullptr, "--keys", options.keys);
+  parser.Flag(nullptr, "--frames", frames);
+  const std::string problem = parser.Parse(args, files);
+  if (!problem.empty()) return UsageError(err, problem);
+  if (files.empty() || (files.size() > 1 && !frames)) return UsageError(err, "dump needs one NIS file");
   NisDocument doc;
   if (!ReadOrReport(files[0], doc, err)) return kExitUsage;
-  if (json) {
+  if (frames) {
+    std::string unknown;
+    const std::vector<std::string> names(files.begin() + 1, files.end());
+    if (!WriteFramesJson(ReadScene(doc), names, out, unknown)) {
+      return UsageError(err, "no follower is named " + QuoteText(unknown));
+    }
+  } else if (json) {
     WriteDumpJson(doc, options, out);
   } else {
     WriteDumpText(doc, options, out);
@@ -57,15 +58,10 @@ int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::os
 int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   bool strict = false;
   std::vector<std::string> files;
-  for (const std::string& arg : args) {
-    if (arg == "--strict") {
-      strict = true;
-    } else if (IsOption(arg)) {
-      return UsageError(err, "unknown option " + arg);
-    } else {
-      files.push_back(arg);
-    }
-  }
+  ArgParser parser;
+  parser.Flag(nullptr, "--strict", strict);
+  const std::string problem = parser.Parse(args, files);
+  if (!problem.empty()) return UsageError(err, problem);
   if (files.empty() || files.size() > 2) return UsageError(err, "check needs a NIS file and at most one script");
   NisDocument doc;
   if (!ReadOrReport(files[0], doc, err)) return kExitUsage;

@@ -8,9 +8,10 @@
 
 namespace rw {
 
-// `dump FILE.nis [--json] [--keys]`; args are the words after "dump". Exit code: 0 shown and
+// `dump FILE.nis [--json] [--keys]`, or `dump FILE.nis --frames [NAME...]` (every follower's,
+// or the named followers', world pose at every frame); args are the words after "dump". Exit code: 0 shown and
 // clean, 1 shown with structural faults (they are part of the dump; a one-line note goes to
-// err), 2 unreadable file or bad arguments.
+// err), 2 unreadable file, bad arguments or a NAME that names no follower.
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 // `check FILE.nis [FILE.script] [--strict]`: one line per error or warning on out. Exit code:
 // 0 clean or warnings only, 1 any error (or, with --strict, any warning), 2 unreadable file or

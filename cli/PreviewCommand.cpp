@@ -7,6 +7,7 @@
 #include <ostream>
 #include <system_error>
 
+#include "cli/ArgParser.h"
 #include "cli/Cli.h"
 #include "cli/OutputPlan.h"
 #include "cli/StagedFiles.h"
@@ -27,20 +28,12 @@ struct PreviewArgs {
 };
 
 std::string ParsePreviewArgs(const std::vector<std::string>& words, PreviewArgs& args) {
+  ArgParser parser;
+  parser.Value("-o", "--output", "a file name", args.outputPath);
+  parser.Flag("-f", "--force", args.force);
   std::vector<std::string> files;
-  for (size_t i = 0; i < words.size(); ++i) {
-    const std::string& word = words[i];
-    if (word == "-o" || word == "--output") {
-      if (i + 1 >= words.size() || words[i + 1].empty()) return word + " needs a file name";
-      args.outputPath = words[++i];
-    } else if (word == "-f" || word == "--force") {
-      args.force = true;
-    } else if (word.size() > 1 && word[0] == '-') {
-      return "unknown option " + word;
-    } else {
-      files.push_back(word);
-    }
-  }
+  const std::string problem = parser.Parse(words, files);
+  if (!problem.empty()) return problem;
   if (files.empty() || files.size() > 2 || files[0].empty()) return "preview needs a NIS file and at most one script";
   args.nisPath = files[0];
   if (files.size() == 2) args.scriptPath = files[1];

@@ -57,21 +57,25 @@ _reelwright() {
       ;;
     *) return 0 ;;
   esac
-  if [[ $cur == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
-    return 0
-  fi
-
   # Which file argument this word is: count the file words before it, skipping options and the
-  # file names that follow -o, --output and --log.
-  local i files=0
+  # values that follow -o, --output, --log and --animation; after "--" every word is a file.
+  local i files=0 ended=0
   for ((i = 2; i < COMP_CWORD; i++)); do
+    if ((ended)); then
+      ((files++))
+      continue
+    fi
     case ${COMP_WORDS[i]} in
+      --) ended=1 ;;
       -o | --output | --log | --animation) ((i++)) ;;
       -*) ;;
       *) ((files++)) ;;
     esac
   done
+  if [[ $cur == -* ]] && ((!ended)); then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
+    return 0
+  fi
   ((files < ${#types[@]})) || files=$((${#types[@]} - 1))
   # shellcheck disable=SC2086  # the type list is meant to split into words
   _reelwright_files "$cur" ${types[files]}

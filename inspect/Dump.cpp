@@ -3,6 +3,7 @@
 #include <set>
 #include <string>
 
+#include "inspect/SceneDump.h"
 #include "inspect/TextFormat.h"
 #include "liteiff/LiteIFF.h"
 #include "nis/NisFormat.h"
@@ -316,6 +317,7 @@ class JsonDump {
     List("followers", doc_.followers, &JsonDump::Follower);
     List("cameras", doc_.cameras, &JsonDump::Camera);
     Crannnberry();
+    WriteSceneSection(ReadScene(doc_), json_);
     List("faults", doc_.faults, &JsonDump::Fault);
     json_.EndObject();
     json_.Finish();

@@ -96,6 +96,21 @@ cameras (0):
   "followers": [],
   "cameras": [],
   "crannnberry": null,
+  "scene": {
+    "fps": 24,
+    "infoUnit": "seconds",
+    "infoStart": 0,
+    "infoEnd": 3,
+    "lastKeyTime": 3,
+    "start": 0,
+    "end": 3,
+    "firstFrame": 0,
+    "lastFrame": 72,
+    "leaders": [],
+    "followers": [],
+    "cameras": [],
+    "notes": []
+  },
   "faults": []
 }
 )");

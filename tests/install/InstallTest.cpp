@@ -95,6 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
         CompletionCase{"DumpOptions", "reelwright dump --", "--json\n--keys\n"},
         CompletionCase{"CheckFirstFileIsNis", "reelwright check ''", "fleet.nis\nshots\ntwo words.nis\n"},
         CompletionCase{"CheckSecondFileIsScript", "reelwright check fleet.nis ''", "fleet.script\nshots\n"},
+        CompletionCase{"AfterDoubleDashEveryWordIsAFile", "reelwright check -- -x ''", "fleet.script\nshots\n"},
         CompletionCase{"UnknownCommandNothing", "reelwright bogus ''", "\n"}),
     [](const ::testing::TestParamInfo<CompletionCase>& param) { return std::string(param.param.name); });
 
