@@ -142,12 +142,12 @@
   }
 
   // A table from fraction of arc length to parameter: the curve is measured as a polyline of
-  // kArcSamples chords, and a fraction between two samples is interpolated along its chord.
-  var kArcSamples = 512;
-  function ArcTable(nurb) {
+  // `samples` chords at even parameter steps, and a fraction between two samples is
+  // interpolated along its chord.
+  function ArcTable(nurb, samples) {
     var domain = NurbDomain(nurb), us = [], lengths = [0], previous = null;
-    for (var i = 0; i <= kArcSamples; ++i) {
-      var u = domain[0] + (domain[1] - domain[0]) * i / kArcSamples, point = NurbPoint(nurb, u);
+    for (var i = 0; i <= samples; ++i) {
+      var u = i === samples ? domain[1] : domain[0] + (domain[1] - domain[0]) * i / samples, point = NurbPoint(nurb, u);
       if (previous) {
         var dx = point[0] - previous[0], dy = point[1] - previous[1], dz = point[2] - previous[2];
         lengths.push(lengths[lengths.length - 1] + Math.sqrt(dx * dx + dy * dy + dz * dz));
@@ -155,7 +155,7 @@
       us.push(u);
       previous = point;
     }
-    return {us: us, lengths: lengths, total: lengths[kArcSamples], domain: domain};
+    return {us: us, lengths: lengths, total: lengths[samples], domain: domain};
   }
   // The parameter at fraction f (0 to 1, clamped) of the curve's length.
   function ParameterAtFraction(table, f) {

@@ -1,7 +1,9 @@
-// The scene model: from the file's document (as `reelwright dump --json --keys` prints it) and
-// the script's statements (as the script reader gives them), the objects of the scene, where
-// each stands at any time, which camera is active, and what the script's events do to the
-// picture. Names are looked up in Maps, so a name like "constructor" is a name like any other.
+// The scene model: from the file's document (as `reelwright dump --json --keys` prints it, its
+// "scene" section saying which record is what and who stands under whom) and the script's
+// statements (as the script reader gives them), where each object stands at any time, which
+// camera is active, and what the script's events do to the picture. The reading is the scene
+// section's; this file only evaluates it, between frames too. Names are looked up in Maps, so
+// a name like "constructor" is a name like any other.
 (function (root, factory) {
   if (typeof module === 'object' && module.exports) module.exports = factory(require('./curves.js'), require('./transforms.js'));
   else root.ReelwrightSceneModel = factory(root.ReelwrightCurves, root.ReelwrightTransforms);
@@ -10,12 +12,11 @@
 
   var EvaluateCurve = curves.EvaluateCurve, Multiply = transforms.Multiply, LocalMatrix = transforms.LocalMatrix;
   var kSlotKeys = ['translateXCurve', 'translateYCurve', 'translateZCurve', 'rotateXCurve', 'rotateYCurve', 'rotateZCurve'];
-  var kDefaultFps = 24;
-  var kFollowerPrefix = 'FOLW_';
-  var kAimGroupSuffix = '_group', kAimViewSuffix = '_view';
   var kCaptionSeconds = 4;  // how long a speech call's string key stays on screen
-  // The older record layout stores the class as a number: 0 is a ship, 11 cameras, views and helpers.
-  var kOlderShipClass = 0;
+  var kMaxAimDepth = 64;
+  var kPlaceholder = 'FOLW_Empty';  // our exporter's follower of no bone    // rigs aiming at rigs: no deeper than this
+  // The arc-length table of a motion path: samples per span of the NURB curve, within bounds.
+  var kArcSamplesPerSpan = 64, kMinArcSamples = 256, kMaxArcSamples = 65536;
 
   // Estimated sizes in world units (the game's sizes are not in the files): the first row whose
   // word stands in the object's class or blueprint, else its kind's size.
@@ -26,24 +27,13 @@
     {word: 'corvette', size: 60}, {word: 'platform', size: 60}, {word: 'fighter', size: 25}, {word: 'scout', size: 20},
     {word: 'interceptor', size: 25}, {word: 'bomber', size: 30}, {word: 'probe', size: 10}, {word: 'asteroid', size: 400}
   ];
-  var kKindSizes = {ship: 150, effect: 60, camera: 20, other: 10};
+  var kKindSizes = {ship: 150, effect: 60, camera: 20, target: 10, helper: 10};
 
   function Finite(x) { return typeof x === 'number' && isFinite(x); }
-  function StripPrefix(name, prefix) { return name.indexOf(prefix) === 0 ? name.substring(prefix.length) : name; }
-  function EndsWith(text, suffix) { return text.length >= suffix.length && text.substring(text.length - suffix.length) === suffix; }
   function FirstOfEach(records) {
     var map = new Map();
     (records || []).forEach(function (r) { if (!map.has(r.name)) map.set(r.name, r); });
     return map;
-  }
-
-  function KindOf(f) {
-    if (f.class === null || f.class === undefined) return f.classNumber === kOlderShipClass ? 'ship' : 'other';
-    var c = String(f.class).toLowerCase();
-    if (c === 'camera') return 'camera';
-    if (c === 'effect') return 'effect';
-    if (c === 'none' || c === '' || c === 'camera_target') return 'other';
-    return 'ship';
   }
 
   function SizeOf(kind, words) {
@@ -56,7 +46,7 @@
 
   function NewModel(doc) {
     return {doc: doc, issues: [], notes: [], curves: new Map(), entities: [], byName: new Map(), cameras: [],
-            events: [], cuts: [], fades: [], wideScreen: [], captions: [], fps: kDefaultFps, start: 0, end: 0,
+            events: [], cuts: [], fades: [], wideScreen: [], captions: [], fps: 24, start: 0, end: 0,
             layout: doc.layout || 'homeworld2', chosenCamera: null, poseCache: null};
   }
 
@@ -72,179 +62,123 @@
       });
     });
 
-    var lastKey = 0;
     (doc.curves || []).forEach(function (c) {
       if (!model.curves.has(c.name)) model.curves.set(c.name, c);
       if (c.layout && c.layout !== 'tangents' && c.layout !== 'bezier') Issue('curve ' + c.name + ' has the layout "' + c.layout + '", which the preview does not animate: held at 0');
-      if (c.timeRange) lastKey = Math.max(lastKey, c.timeRange[1]);
     });
-    var info = doc.info;
-    if (info && Finite(info.fps) && info.fps > 0) model.fps = info.fps;
-    else if (doc.layout === 'crannnberry') model.notes.push('the file gives no frame rate: frames are counted at ' + kDefaultFps + ' per second');
-    else Issue('INFO gives no frame rate above 0: played at ' + kDefaultFps + ' frames per second');
-    if (doc.leaderVariant === 'older' || doc.followerVariant === 'older') {
-      model.notes.push('older record layout: no rotation order, XYZ assumed; follower classes are numbers');
+    var scene = doc.scene;
+    if (!scene) {
+      Issue('the document has no scene section: nothing is placed');
+      model.end = 1;
+      return model;
     }
-    if (info) {
-      // Our exporter writes whole seconds and never more than one second past the last key; the
-      // game's files write frame numbers. A range end that far past the keys is read as frames.
-      var frames = info.end > lastKey + 1;
-      model.start = frames ? info.start / model.fps : info.start;
-      model.end = frames ? info.end / model.fps : info.end;
-      model.notes.push('INFO range ' + info.start + ' .. ' + info.end + ' read as ' + (frames ? 'frame numbers' : 'seconds'));
-    }
-    if (doc.layout === 'crannnberry' && doc.crannnberry) BuildCrannnberry(model, doc.crannnberry);
-    else BuildHomeworld2(model, doc);
-    // A parent's name path is a part of its child's: sorted by length, parents come first.
-    model.order = model.entities.slice().sort(function (a, b) { return a.path.length - b.path.length; });
+    model.fps = scene.fps;
+    model.start = scene.start;
+    model.end = scene.end;
+    (scene.notes || []).forEach(Issue);
+    if (doc.info) model.notes.push('INFO range ' + doc.info.start + ' .. ' + doc.info.end + ' read as ' + scene.infoUnit);
+    PlaceObjects(model, doc, scene);
     if (script) ReadEvents(model, script);
-    // Playback runs on to the last key and the last event: INFO's range is only the editor's.
-    var lastEvent = model.events.reduce(function (m, e) { return Math.max(m, e.time); }, 0);
-    var last = Math.max(lastKey, lastEvent);
-    if (last > model.end) {
-      if (model.end > model.start) model.notes.push('played on past INFO\'s end to ' + last + ' s, the last key or event');
-      model.end = last;
-    }
+    // Playback runs on to the last event too.
+    model.events.forEach(function (e) { model.end = Math.max(model.end, e.time); });
     if (!(model.end > model.start)) model.end = model.start + 1;
     return model;
   }
 
-  // ---- objects of the game's usual layout
+  // ---- the objects, as the scene section reads them
 
-  // One motion source (a leader or a follower's own slots): a curve or a value per slot.
-  function SlotSource(model, owner, record, fallback, order) {
-    var slots = kSlotKeys.map(function (key, i) {
-      var name = record[key] || '';
-      var curve = model.curves.get(name);
-      if (curve) return {curve: curve};
-      if (name !== '' && !owner.path && !(owner.aimed && i >= 3)) {
-        model.issues.push(record.name + ': ' + key + ' "' + name + '" resolves nowhere: its start value ' + fallback[i] + ' is used');
-      }
-      return {value: Finite(fallback[i]) ? fallback[i] : 0};
-    });
-    return {slots: slots, order: order};
+  // A leader's or follower's six slots: a curve where the reading found one, else the stored value.
+  function SlotSource(model, record, stored, slots, turnOrder) {
+    return {order: turnOrder || 'XYZ', slots: kSlotKeys.map(function (key, i) {
+      var curve = slots && slots[i] === 'curve' ? model.curves.get(record[key]) : null;
+      return curve ? {curve: curve} : {value: Finite(stored[i]) ? stored[i] : 0};
+    })};
   }
   function SlotValues(source, t) {
     return source.slots.map(function (s) { return s.curve ? EvaluateCurve(s.curve, t) : s.value; });
   }
 
-  function OrderOf(model, record) {
-    var order = transforms.RotationOrder(record.rotationOrder);
-    if (order) return order;
-    if (record.rotationOrder !== null && record.rotationOrder !== undefined) {
-      model.issues.push(record.name + ': rotation order "' + record.rotationOrder + '" is not understood: XYZ is used');
-    }
-    return transforms.kDefaultOrder;
+  // The key arrays of a Crannnberry object or camera, as a source of six values.
+  function KeySource(r) {
+    if (!r || !r.times) return null;
+    var arrays = [r.x, r.y, r.z, r.rotateX, r.rotateY, r.rotateZ];
+    var offset = Finite(r.timeOffset) && r.timeOffset > 0 ? r.timeOffset : 0;  // -1 (seen) shifts nothing
+    return {tcb: function (t) {
+      return arrays.map(function (a) { return a ? curves.EvaluateTcb(r.times, a, r.tcb, t - offset) : 0; });
+    }};
   }
 
-  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view": a look-at rig.
-  function AimTarget(slots, viewsByName) {
-    for (var i = 3; i < 6; ++i) {
-      var name = slots[kSlotKeys[i]] || '';
-      if (EndsWith(name, kAimGroupSuffix) && name.length > kAimGroupSuffix.length) {
-        var view = viewsByName.get(name.substring(0, name.length - kAimGroupSuffix.length) + kAimViewSuffix);
-        if (view) return view;
-      }
+  function LeaderOf(model, doc, leader, record) {
+    var stored = (record.startPosition || [0, 0, 0]).concat(record.startRotation || [0, 0, 0]);
+    var source = SlotSource(model, record, stored, leader.slots, leader.turnOrder);
+    var mp = leader.motionPath;
+    if (mp && mp.usable) {
+      var path = doc.paths[mp.path], nurb = FirstOfEach(doc.nurbCurves).get(path.nurbName);
+      var spans = nurb.controlPoints.length - nurb.degree;
+      source.motionPath = {nurb: nurb, uCurve: mp.uValueCurve === null ? null : model.curves.get(mp.uValueCurve) || null,
+                           twist: mp.frontTwistCurve === null ? null : model.curves.get(mp.frontTwistCurve) || null,
+                           start: path.startTime, end: path.endTime, front: mp.frontAxis, up: mp.upAxis, follows: mp.turns,
+                           arc: curves.ArcTable(nurb, Math.min(Math.max(spans * kArcSamplesPerSpan, kMinArcSamples), kMaxArcSamples))};
     }
-    return null;
+    return source;
   }
 
-  function BuildHomeworld2(model, doc) {
-    var leaders = FirstOfEach(doc.leaders), nurbs = FirstOfEach(doc.nurbCurves), paths = FirstOfEach(doc.paths);
-    var followedLeaders = new Set(), byPath = new Map(), views = new Map();
-    (doc.followers || []).forEach(function (f) {
-      var last = f.name.substring(f.name.lastIndexOf('|') + 1);
-      if (EndsWith(last, kAimViewSuffix) && !views.has(last)) views.set(last, f.name);
-    });
-    var aims = [];
-    (doc.followers || []).forEach(function (f) {
-      if (f.name === 'FOLW_Empty') { model.notes.push('placeholder FOLW_Empty: not drawn'); return; }
-      var kind = KindOf(f);
-      var e = {name: f.name, kind: kind, label: f.name, record: f, path: StripPrefix(f.name, kFollowerPrefix), parent: null,
-               visibility: [], size: SizeOf(kind, [String(f.class || ''), f.blueprint || ''])};
-      var view = AimTarget(f, views);
-      if (view) aims.push({entity: e, view: view});
-      e.own = SlotSource(model, {aimed: !!view}, f, f.numbers || [0, 0, 0, 0, 0, 0], OrderOf(model, f));
-      var leader = f.leaderName ? leaders.get(f.leaderName) : null;
-      if (leader) {
-        followedLeaders.add(leader.name);
-        var motion = leader.pathName ? paths.get(leader.pathName) : null;
-        if (leader.pathName && !motion) model.issues.push(leader.name + ': motion path "' + leader.pathName + '" is not in the file');
-        var fallback = (leader.startPosition || [0, 0, 0]).concat(leader.startRotation || [0, 0, 0]);
-        e.leader = SlotSource(model, {path: motion}, leader, fallback, OrderOf(model, leader));
-        if (motion) AttachPath(model, e, leader, motion, nurbs);
-      } else if (f.leaderName) {
-        model.issues.push(f.name + ': leader "' + f.leaderName + '" is not in the file: placed by its own slots only');
-      }
-      model.entities.push(e);
+  function PlaceObjects(model, doc, scene) {
+    var crannnberry = doc.layout === 'crannnberry' && doc.crannnberry;
+    var objects = crannnberry ? (doc.crannnberry.objects || []).concat(doc.crannnberry.cameras || []) : doc.followers || [];
+    var leaders = (scene.leaders || []).map(function (l, i) { return LeaderOf(model, doc, l, doc.leaders[i]); });
+    model.entities = (scene.followers || []).map(function (f, i) {
+      var record = objects[i] || {};
+      var e = {name: f.name, kind: f.kind, label: f.name, record: record, path: f.namePath || f.name, parent: null, aim: null,
+               visibility: [], size: SizeOf(f.kind, [String(record.class || ''), record.blueprint || '', f.name])};
+      e.own = crannnberry ? KeySource(record) : SlotSource(model, record, record.numbers || [], f.slots, f.turnOrder);
+      if (!e.own) e.own = SlotSource(model, record, [], null, 'XYZ');
+      if (f.leader !== null && f.leader !== undefined) e.leader = leaders[f.leader];
       if (!model.byName.has(e.name)) model.byName.set(e.name, e);
-      if (!byPath.has(e.path)) byPath.set(e.path, e);
+      return e;
     });
-    leaders.forEach(function (l, name) {
-      if (name !== 'LEAD_Empty' && !followedLeaders.has(name)) model.issues.push('leader ' + name + ' has no follower: not drawn');
+    (scene.followers || []).forEach(function (f, i) {
+      var e = model.entities[i];
+      if (f.parent !== null && f.parent !== undefined) e.parent = model.entities[f.parent];
+      if (f.aimAt !== null && f.aimAt !== undefined) e.aim = model.entities[f.aimAt];
     });
-    // The name path gives the parent: Root|Fleet|Ship1 stands under Root|Fleet. A parent that
-    // FOLW does not hold leaves the follower to its leader alone (the game's files do this).
-    var unparented = 0;
+    // The placeholder is no object of the scene.
+    model.entities = model.entities.filter(function (e) { return e.name !== kPlaceholder; });
+    model.byName.delete(kPlaceholder);
+    (scene.cameras || []).forEach(function (c, i) {
+      if (c.follower === null || c.follower === undefined) return;
+      AddCamera(model, scene.followers[c.follower].name, doc.cameras[i], c);
+    });
+    // Crannnberry cameras are followers of their own: 35 mm on a 36 x 24 mm picture.
     model.entities.forEach(function (e) {
-      var cut = e.path.lastIndexOf('|');
-      if (cut <= 0) return;
-      var parent = byPath.get(e.path.substring(0, cut));
-      if (parent && parent !== e) e.parent = parent;
-      else if (e.path.indexOf('|') !== cut) ++unparented;
+      if (e.kind === 'camera' && !e.camera) {
+        AddCamera(model, e.name, {name: e.name, focalLength: 35, horizontalAperture: 36, verticalAperture: 24}, {});
+      }
     });
-    if (unparented) model.notes.push(unparented + ' followers name a parent that the file does not hold: each is placed by its leader');
-    aims.forEach(function (a) {
-      a.entity.aim = model.byName.get(a.view) || null;
-      model.notes.push(a.entity.name + ' is aimed at ' + a.view + ' by a look-at rig');
-    });
-    (doc.cameras || []).forEach(function (c) { AddCamera(model, c); });
   }
 
-  function AddCamera(model, c) {
-    var e = model.byName.get(c.followerName);
-    if (!e) {
-      model.notes.push('camera ' + c.name + ': follower "' + c.followerName + '" is not in the file: it cannot be looked through');
-      return;
-    }
-    e.kind = 'camera';
+  function AddCamera(model, followerName, c, reading) {
+    var e = model.byName.get(followerName);
+    if (!e || e.camera) return;
     e.size = kKindSizes.camera;
     var p = c.focalLength, h = c.horizontalAperture, v = c.verticalAperture;
-    var cam = {name: c.name, followerName: c.followerName, entity: e, record: c,
+    var cam = {name: c.name, followerName: followerName, entity: e, record: c,
                focal: Finite(p) && p > 0 ? p : 35, hAperture: Finite(h) && h > 0 ? h : 36, vAperture: Finite(v) && v > 0 ? v : 24,
                near: Finite(c.nearClip) && c.nearClip > 0 ? c.nearClip : 1, far: Finite(c.farClip) && c.farClip > 0 ? c.farClip : 1e7,
-               focalCurve: model.curves.get(c.focalLengthCurve) || null, target: null};
-    if (c.focalLengthCurve && !cam.focalCurve) model.issues.push('camera ' + c.name + ': focal length curve "' + c.focalLengthCurve + '" resolves nowhere: ' + cam.focal + ' mm is used');
+               focalCurve: reading.focalLengthCurve ? model.curves.get(reading.focalLengthCurve) || null : null, target: null};
     // Apertures below 5 can only be inches, as the modelling package keeps them.
     if (cam.hAperture < 5 && cam.vAperture < 5) { cam.hAperture *= 25.4; cam.vAperture *= 25.4; }
-    if (c.centerOfInterest) {
-      cam.target = model.byName.get(c.centerOfInterest) || null;
-      if (!cam.target) model.notes.push('camera ' + c.name + ': centre of interest "' + c.centerOfInterest + '" is not in the file');
+    if (reading.centerOfInterest !== null && reading.centerOfInterest !== undefined) {
+      cam.target = model.byName.get(model.doc.scene.followers[reading.centerOfInterest].name) || null;
     }
     e.camera = cam;
     model.cameras.push(cam);
   }
 
-  // A motion-path leader rides the path's NURB curve: its u-value curve gives the fraction of
-  // the curve's length (0 to 1), else the fraction runs evenly from the path's start to its end
-  // time. A path whose follow flag is set turns the leader along it.
-  function AttachPath(model, e, leader, path, nurbs) {
-    var nurb = nurbs.get(path.nurbName);
-    if (!curves.NurbUsable(nurb)) {
-      model.issues.push(leader.name + ': motion path ' + path.name + ' has no usable NURB curve "' + path.nurbName + '": its curves and start values are used');
-      return;
-    }
-    var uCurve = model.curves.get(path.uValueCurve) || null;
-    e.motionPath = {nurb: nurb, arc: curves.ArcTable(nurb), uCurve: uCurve, start: path.startTime, end: path.endTime,
-                    front: path.frontAxis, up: path.upAxis, follows: path.flag !== 0,
-                    twist: model.curves.get(path.frontTwistCurve) || null};
-    model.notes.push(leader.name + ' follows motion path ' + path.name + (uCurve ? ' by its u-value curve' : ' evenly from ' + path.startTime + ' s to ' + path.endTime + ' s'));
-  }
-
   function PathFraction(mp, t) {
     if (mp.uCurve) return EvaluateCurve(mp.uCurve, t);
     var span = mp.end - mp.start;
-    return span > 0 ? Math.min(Math.max((t - mp.start) / span, 0), 1) : 0;
+    return span > 0 ? (t - mp.start) / span : 0;
   }
 
   // The leader on its path: on the curve, turned along it when the path follows.
@@ -252,60 +186,26 @@
     var u = curves.ParameterAtFraction(mp.arc, PathFraction(mp, t));
     var position = curves.NurbPoint(mp.nurb, u);
     if (!mp.follows) return Multiply(transforms.Translation(position[0], position[1], position[2]), ownTurn);
-    var domain = mp.arc.domain, du = (domain[1] - domain[0]) * 1e-4 || 1e-4;
+    var domain = mp.arc.domain, du = (domain[1] - domain[0]) * 1e-5;
     var a = curves.NurbPoint(mp.nurb, Math.max(u - du, domain[0])), b = curves.NurbPoint(mp.nurb, Math.min(u + du, domain[1]));
     var m = transforms.PathFrame(position, [b[0] - a[0], b[1] - a[1], b[2] - a[2]], mp.front, mp.up);
     if (mp.twist) m = Multiply(m, transforms.TwistMatrix(mp.front, EvaluateCurve(mp.twist, t)));
     return m;
   }
 
-  // ---- objects of the Crannnberry layout: one key set per object, tension / continuity / bias
-
-  function BuildCrannnberry(model, c) {
-    if (c.info && Finite(c.info.start) && Finite(c.info.end)) { model.start = c.info.start; model.end = c.info.end; }
-    function Source(r) {
-      if (!r.times) return null;
-      var arrays = [r.x, r.y, r.z, r.rotateX, r.rotateY, r.rotateZ];
-      var offset = Finite(r.timeOffset) && r.timeOffset > 0 ? r.timeOffset : 0;
-      return {tcb: function (t) {
-        return arrays.map(function (a) { return a ? curves.EvaluateTcb(r.times, a, r.tcb, t - offset) : 0; });
-      }};
-    }
-    function Add(e, record) {
-      e.own = Source(record);
-      if (!e.own) { model.issues.push(e.label + ': no keys in the document: not drawn'); return false; }
-      model.entities.push(e);
-      model.byName.set(e.name, e);
-      return true;
-    }
-    (c.objects || []).forEach(function (o) {
-      Add({name: o.name + '#' + o.instance, kind: 'ship', label: o.name + ' #' + o.instance, record: o, path: '', parent: null,
-           visibility: [], size: SizeOf('ship', [o.name])}, o);
-    });
-    (c.cameras || []).forEach(function (r, i) {
-      var e = {name: 'camera #' + (i + 1), kind: 'camera', label: 'camera #' + (i + 1), record: r, path: '', parent: null,
-               visibility: [], size: kKindSizes.camera};
-      if (!Add(e, r)) return;
-      e.camera = {name: e.name, followerName: e.name, entity: e, record: r, focal: 35, hAperture: 36, vAperture: 24, near: 1,
-                  far: 1e7, focalCurve: null, target: null};
-      model.cameras.push(e.camera);
-    });
-    model.notes.push('Crannnberry layout: keys as tension/continuity/bias splines, rotations as radians in XYZ order, cameras at 35 mm');
-  }
-
   // ---- where each object stands
 
   // An entity's matrix relative to its parent at time t, and the six values that made it.
   function EntityLocal(e, t) {
-    if (e.own && e.own.tcb) {
+    if (e.own.tcb) {
       var values = e.own.tcb(t);
-      return {values: values, matrix: LocalMatrix(values, transforms.kDefaultOrder)};
+      return {values: values, matrix: LocalMatrix(values, 'XYZ')};
     }
     var m = transforms.Identity(), leaderValues = null;
     if (e.leader) {
       leaderValues = SlotValues(e.leader, t);
-      if (e.motionPath) {
-        m = PathMatrix(e.motionPath, t, transforms.EulerMatrix(e.leader.order, leaderValues.slice(3)));
+      if (e.leader.motionPath) {
+        m = PathMatrix(e.leader.motionPath, t, transforms.EulerMatrix(e.leader.order, leaderValues.slice(3)));
       } else {
         m = LocalMatrix(leaderValues, e.leader.order);
       }
@@ -315,16 +215,30 @@
     return {values: leaderValues || own, ownValues: own, matrix: m};
   }
 
-  // Every object's world matrix at time t, parents before children, each parent's once: a
-  // chain 10,000 deep costs 10,000 products, not 10,000 squared. The last time is kept.
+  // Every object's world matrix at time t, each worked out once, parents first and without
+  // recursion (a chain 10,000 deep costs 10,000 products); a look-at rig is turned to its view
+  // once the view is placed. The last time is kept.
   function Pose(model, t) {
     if (model.poseCache && model.poseCache.time === t) return model.poseCache.worlds;
-    var worlds = new Map();
-    model.order.forEach(function (e) {
-      var local = EntityLocal(e, t).matrix;
-      worlds.set(e, e.parent && worlds.has(e.parent) ? Multiply(worlds.get(e.parent), local) : local);
-    });
-    model.order.forEach(function (e) { if (e.aim && worlds.has(e.aim)) worlds.set(e, Aimed(worlds.get(e), worlds.get(e.aim))); });
+    var worlds = new Map(), aimDepth = 0;
+    function World(e) {
+      var chain = [];
+      for (var x = e; x && !worlds.has(x); x = x.parent) chain.push(x);
+      for (var i = chain.length - 1; i >= 0; --i) {
+        x = chain[i];
+        if (worlds.has(x)) continue;
+        var local = EntityLocal(x, t).matrix, m = x.parent ? Multiply(worlds.get(x.parent), local) : local;
+        worlds.set(x, m);  // a view under its own rig sees the rig unaimed
+        if (x.aim && x.aim !== x && aimDepth < kMaxAimDepth) {
+          ++aimDepth;
+          var target = World(x.aim);
+          --aimDepth;
+          worlds.set(x, Aimed(m, target));
+        }
+      }
+      return worlds.get(e);
+    }
+    model.entities.forEach(World);
     model.poseCache = {time: t, worlds: worlds};
     return worlds;
   }
@@ -350,7 +264,7 @@
   // The objects a `with` block names: a follower by its name, by its name without "FOLW_", or
   // by the last part of its name path.
   function BlockTargets(model, name) {
-    var e = model.byName.get(name) || model.byName.get(kFollowerPrefix + name);
+    var e = model.byName.get(name) || model.byName.get('FOLW_' + name);
     if (e) return [e];
     return model.entities.filter(function (x) { return x.path.substring(x.path.lastIndexOf('|') + 1) === name; });
   }

@@ -10,15 +10,26 @@ const kSlots = ['translateXCurve', 'translateYCurve', 'translateZCurve', 'rotate
 
 function Document() {
   return {layout: 'homeworld2', info: {fps: 24, start: 0, end: 3}, curves: [], nurbCurves: [], paths: [], leaders: [],
-          followers: [], cameras: [], faults: [], chunks: []};
+          followers: [], cameras: [], faults: [], chunks: [],
+          scene: {fps: 24, infoUnit: 'seconds', start: 0, end: 3, leaders: [], followers: [], cameras: [], notes: []}};
 }
-// A follower and its leader: the leader's start values place it; `slots` names curves by slot.
+function Index(doc, path) {
+  const i = doc.scene.followers.findIndex((f) => f.namePath === path || f.name === path);
+  return i < 0 ? null : i;
+}
+// A follower and its leader, as the records and as the scene section reads them: the leader's
+// start values place it; `slots` and `own` name curves by slot; `parent` and `aimAt` are paths.
 function Add(doc, name, values, options = {}) {
-  const leader = {name: 'LEAD_' + name, pathName: options.pathName || '', startPosition: values.slice(0, 3),
-                  startRotation: values.slice(3), rotationOrder: ' ZYX'};
+  const leader = {name: 'LEAD_' + name, pathName: '', startPosition: values.slice(0, 3), startRotation: values.slice(3),
+                  rotationOrder: ' ZYX'};
   const follower = {name: options.follower || 'FOLW_' + name, leaderName: leader.name, class: options.class || 'Ship',
                     blueprint: options.blueprint || '', numbers: [0, 0, 0, 0, 0, 0], rotationOrder: ' ZYX'};
+  const uses = (names) => kSlots.map((key, i) => ((names || [])[i] ? 'curve' : 'empty'));
   kSlots.forEach((key, i) => { leader[key] = (options.slots || [])[i] || ''; follower[key] = (options.own || [])[i] || ''; });
+  doc.scene.leaders.push({name: leader.name, slots: uses(options.slots), turnOrder: 'XYZ', motionPath: options.motionPath || null});
+  doc.scene.followers.push({name: follower.name, namePath: name, kind: options.kind || 'ship', leader: doc.leaders.length,
+                            parent: Index(doc, options.parent), aimAt: Index(doc, options.aimAt), camera: null,
+                            slots: uses(options.own), turnOrder: 'XYZ'});
   doc.leaders.push(leader);
   doc.followers.push(follower);
 }
@@ -29,6 +40,7 @@ function Line(name, v0, v1) {
   return {name, layout: 'tangents', preInfinity: 0, postInfinity: 0, timeRange: [0, 2], keys: [key(0, v0), key(2, v1)]};
 }
 function Camera(doc, name, follower, extra = {}) {
+  doc.scene.cameras.push({name, follower: Index(doc, follower), centerOfInterest: null, focalLengthCurve: null});
   doc.cameras.push(Object.assign({name, followerName: follower, centerOfInterest: '', focalLengthCurve: '', focalLength: 21.8,
                                   horizontalAperture: 31.92, verticalAperture: 24, nearClip: 1, farClip: 1e7}, extra));
 }
@@ -43,16 +55,15 @@ function Near(got, expected, what) {
 }
 function Position(model, name, t) { return sceneModel.MakeApi(model).evaluate(name, t).position; }
 
-test('objects stand under their parents; a parent the file lacks leaves a follower to its leader', () => {
+test('objects stand under their parents, or at their leaders alone', () => {
   const doc = Document();
   Add(doc, 'Root|Base', [1, 0, 0, 0, Math.PI / 2, 0]);
-  Add(doc, 'Root|Base|Child', [0, 0, 1, 0, 0, 0]);
+  Add(doc, 'Root|Base|Child', [0, 0, 1, 0, 0, 0], {parent: 'Root|Base'});
   Add(doc, 'Root|Gone|Orphan', [0, 5, 0, 0, 0, 0]);
   const model = sceneModel.BuildModel(doc, null);
   Near(Position(model, 'FOLW_Root|Base|Child', 0), [2, 0, 0], 'the child, turned and moved by its parent');
   Near(Position(model, 'FOLW_Root|Gone|Orphan', 0), [0, 5, 0], 'the orphan, at its leader');
   assert.deepEqual(model.issues, []);
-  assert.ok(model.notes.includes('1 followers name a parent that the file does not hold: each is placed by its leader'));
 });
 
 test('names like JavaScript properties are names like any other', () => {
@@ -61,18 +72,19 @@ test('names like JavaScript properties are names like any other', () => {
   names.forEach((name, i) => {
     doc.curves.push(Line(name, 0, 2 * (i + 1)));
     Add(doc, name, [0, 0, 0, 0, 0, 0], {follower: name, slots: [name]});
+    doc.scene.followers[i].namePath = name;
   });
-  Add(doc, 'constructor|toString', [0, 1, 0, 0, 0, 0]);
+  Add(doc, 'constructor|toString', [0, 1, 0, 0, 0, 0], {parent: 'constructor'});
   const model = sceneModel.BuildModel(doc, null);
   names.forEach((name, i) => Near(Position(model, name, 1), [i + 1, 0, 0], name));
   Near(Position(model, 'FOLW_constructor|toString', 1), [1, 1, 0], 'under the follower named "constructor"');
   assert.deepEqual(model.issues, []);
 });
 
-test('a name path 10,000 levels deep opens, and a chain 3,000 deep is placed level by level', () => {
+test('a name 10,000 levels deep opens, and a chain 3,000 deep is placed level by level', () => {
   const doc = Document();
   let path = 'a';
-  for (let depth = 1; depth <= 3000; ++depth, path += '|a') Add(doc, path, [1, 0, 0, 0, 0, 0]);
+  for (let depth = 1; depth <= 3000; ++depth, path += '|a') Add(doc, path, [1, 0, 0, 0, 0, 0], {parent: path.slice(0, -2) || undefined});
   Add(doc, 'x|'.repeat(10000) + 'x', [0, 0, 7, 0, 0, 0]);
   const model = sceneModel.BuildModel(doc, null);
   Near(Position(model, 'FOLW_' + path.slice(0, -2), 0), [3000, 0, 0], 'the deepest of the chain');
@@ -85,8 +97,9 @@ test('a motion path places its leader by fraction of length, and turns it when i
     doc.nurbCurves.push({name: 'curve1', degree: 1, form: 1, controlPoints: [[0, 0, 0, 1], [1, 0, 0, 1], [5, 0, 0, 1]], knots: [0, 1, 2]});
     doc.paths.push({name: 'path1', flag: follows, frontAxis: 2, upAxis: 1, uValueCurve: '', frontTwistCurve: '', upTwistCurve: '',
                     sideTwistCurve: '', startTime: 0, endTime: 2, nurbName: 'curve1'});
-    Add(doc, 'Root|Rider', [0, 0, 0, 0, 0, 0], {pathName: 'path1', slots: ['m_addDoubleLinear1', 'm_addDoubleLinear2', 'm_addDoubleLinear3', 'path1']});
-    Add(doc, 'Root|Rider|Nose', [0, 0, 1, 0, 0, 0]);
+    Add(doc, 'Root|Rider', [0, 0, 0, 0, 0, 0], {motionPath: {path: 0, usable: true, turns: follows === 1, uValueCurve: null,
+                                                             frontTwistCurve: null, frontAxis: 2, upAxis: 1}});
+    Add(doc, 'Root|Rider|Nose', [0, 0, 1, 0, 0, 0], {parent: 'Root|Rider'});
     const model = sceneModel.BuildModel(doc, null);
     Near(Position(model, 'FOLW_Root|Rider', 1), [2.5, 0, 0], `half its length at half its time (follows ${follows})`);
     Near(Position(model, 'FOLW_Root|Rider|Nose', 1), follows ? [3.5, 0, 0] : [2.5, 0, 1], `its nose (follows ${follows})`);
@@ -97,9 +110,9 @@ test('a motion path places its leader by fraction of length, and turns it when i
 test('cameras: the field of view, a look-at rig\'s aim, and the cut in force', () => {
   const doc = Document();
   Add(doc, 'Root|Ship', [10, 0, 0, 0, 0, 0]);
-  Add(doc, 'Rig|CAM_A_view', [10, 0, 0, 0, 0, 0], {class: 'camera_target'});
-  Add(doc, 'Root|CAM_A', [0, 0, 0, 0, 0, 0], {class: 'camera', own: ['', '', '', 'CAM_A_group', 'CAM_A_group']});
-  Add(doc, 'Root|CAM_B', [0, 5, 0, 0, 0, 0], {class: 'camera'});
+  Add(doc, 'Rig|CAM_A_view', [10, 0, 0, 0, 0, 0], {kind: 'target'});
+  Add(doc, 'Root|CAM_A', [0, 0, 0, 0, 0, 0], {kind: 'camera', aimAt: 'Rig|CAM_A_view'});
+  Add(doc, 'Root|CAM_B', [0, 5, 0, 0, 0, 0], {kind: 'camera'});
   Camera(doc, 'CAM_A', 'FOLW_Root|CAM_A');
   Camera(doc, 'CAM_B', 'FOLW_Root|CAM_B', {focalLength: 1, horizontalAperture: 1.26, verticalAperture: 0.945});
   const plain = sceneModel.BuildModel(doc, null);
@@ -147,21 +160,22 @@ test('the script hides and shows objects, fades, letterboxes and captions the pi
 
 test('through a camera only the game\'s classes, each at its estimated size', () => {
   const doc = Document();
-  const cases = [['Ship', 'Hgn_Mothership', true, 2500], ['Frigate', 'Ship1', true, 200], ['Effect', '', true, 60],
-                 ['Salvage', '', true, 150], ['camera_target', '', false, 10], ['None', '', false, 10]];
-  cases.forEach(([cls, blueprint], i) => Add(doc, 'Root|O' + i, [0, 0, 0, 0, 0, 0], {class: cls, blueprint}));
-  doc.followers.push(Object.assign({}, doc.followers[0], {name: 'FOLW_Old', class: null, classNumber: 0}));
+  const cases = [['ship', 'Ship', 'Hgn_Mothership', true, 2500], ['ship', 'Frigate', 'Ship1', true, 200],
+                 ['effect', 'Effect', '', true, 60], ['ship', 'Salvage', '', true, 150], ['target', 'camera_target', '', false, 10],
+                 ['helper', 'None', '', false, 10]];
+  cases.forEach(([kind, cls, blueprint], i) => Add(doc, 'Root|O' + i, [0, 0, 0, 0, 0, 0], {kind, class: cls, blueprint}));
   const model = sceneModel.BuildModel(doc, null);
-  cases.forEach(([cls, blueprint, shown, size], i) => {
+  cases.forEach(([kind, cls, blueprint, shown, size], i) => {
     const e = model.byName.get('FOLW_Root|O' + i);
     assert.deepEqual([sceneModel.ShownThroughCamera(e), e.size], [shown, size], cls + ' ' + blueprint);
   });
-  assert.equal(model.byName.get('FOLW_Old').kind, 'ship', 'class number 0 of the older layout');
 });
 
 test('the older layout\'s objects pass through their keys', () => {
   const keys = [0, 0, 0], tcb = [[0, 0, 0], [0, 0, 0], [0, 0, 0]];
-  const model = sceneModel.BuildModel({layout: 'crannnberry', crannnberry: {info: {start: 0, end: 2}, cameras: [], objects: [
+  const scene = {fps: 24, start: 0, end: 2, leaders: [], cameras: [], notes: [],
+                 followers: [{name: 'Hgn_MS#0', namePath: 'Hgn_MS#0', kind: 'ship', leader: null, parent: null, aimAt: null}]};
+  const model = sceneModel.BuildModel({layout: 'crannnberry', scene, crannnberry: {info: {start: 0, end: 2}, cameras: [], objects: [
     {name: 'Hgn_MS', instance: 0, parent: -1, timeOffset: -1, times: [0, 1, 2], tcb, x: [0, 1, 4], y: [0, -2, 0], z: keys,
      rotateX: keys, rotateY: [0, 0.5, 0], rotateZ: keys}]}}, null);
   const api = sceneModel.MakeApi(model);

@@ -29,16 +29,8 @@
     return m;
   }
 
-  // The rotation order as stored (" ZYX") is read backwards: "XYZ", X applied first. Null for
-  // anything that is not the three axes once each.
-  function RotationOrder(stored) {
-    if (typeof stored !== 'string' || stored.length !== 4 || stored[0] !== ' ') return null;
-    var order = stored[3] + stored[2] + stored[1];
-    return order.indexOf('X') >= 0 && order.indexOf('Y') >= 0 && order.indexOf('Z') >= 0 ? order : null;
-  }
-  var kDefaultOrder = 'XYZ';
-
-  // Rotation by angles (radians) about X, Y and Z, applied in the given order.
+  // Rotation by angles (radians) about X, Y and Z, turning in `order` ("XYZ": X first), each
+  // about the parent's axes.
   function EulerMatrix(order, r) {
     var m = Identity();
     for (var i = 0; i < 3; ++i) {
@@ -82,7 +74,7 @@
   function TwistMatrix(axis, angle) { return AxisRotation('XYZ'[((axis % 3) + 3) % 3], angle); }
 
   return {Identity: Identity, Multiply: Multiply, Translation: Translation, AxisRotation: AxisRotation,
-          RotationOrder: RotationOrder, kDefaultOrder: kDefaultOrder, EulerMatrix: EulerMatrix,
+          EulerMatrix: EulerMatrix,
           LocalMatrix: LocalMatrix, Apply: Apply, Cross: Cross, Normalize: Normalize, PathFrame: PathFrame,
           TwistMatrix: TwistMatrix};
 });

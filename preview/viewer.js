@@ -6,7 +6,7 @@
   'use strict';
 
   var Model = global.ReelwrightSceneModel, Curves = global.ReelwrightCurves;
-  var kColours = {ship: 0x4fc3f7, camera: 0xffd54f, effect: 0xef5350, other: 0xb0bec5};
+  var kColours = {ship: 0x4fc3f7, camera: 0xffd54f, effect: 0xef5350, target: 0xb0bec5, helper: 0xb0bec5};
   var kBackground = 0x10141c;
   var kLetterboxHeight = 0.125;  // each bar's share of the picture's height
   var kHiddenOpacity = 0.2;      // an object the script hides, seen from the orbit view
@@ -139,8 +139,8 @@
           o.aim.frustumCulled = false;
         }
       }
-      if (e.motionPath) {
-        var nurb = e.motionPath.nurb, domain = e.motionPath.arc.domain, points = [];
+      if (e.leader && e.leader.motionPath) {
+        var nurb = e.leader.motionPath.nurb, domain = e.leader.motionPath.arc.domain, points = [];
         for (var k = 0; k <= 200; ++k) {
           var q = Curves.NurbPoint(nurb, domain[0] + (domain[1] - domain[0]) * k / 200);
           points.push(new THREE.Vector3(q[0], q[1], q[2]));
