@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <sstream>
 
 #include "inspect/Dump.h"
@@ -43,6 +44,31 @@ std::string EscapeHtml(const std::string& text) {
     }
   }
   return out;
+}
+
+std::string Base64(const std::string& bytes) {
+  static const char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  out.reserve((bytes.size() + 2) / 3 * 4);
+  for (size_t i = 0; i < bytes.size(); i += 3) {
+    const size_t n = bytes.size() - i < 3 ? bytes.size() - i : 3;
+    uint32_t v = uint32_t(uint8_t(bytes[i])) << 16;
+    if (n > 1) v |= uint32_t(uint8_t(bytes[i + 1])) << 8;
+    if (n > 2) v |= uint8_t(bytes[i + 2]);
+    out += kDigits[(v >> 18) & 63];
+    out += kDigits[(v >> 12) & 63];
+    out += n > 1 ? kDigits[(v >> 6) & 63] : '=';
+    out += n > 2 ? kDigits[v & 63] : '=';
+  }
+  return out;
+}
+
+template <class Number, class Bits>
+void AppendLittleEndian(std::string& out, Number number) {
+  Bits bits;
+  static_assert(sizeof bits == sizeof number, "a number and its bits have one size");
+  std::memcpy(&bits, &number, sizeof bits);
+  for (size_t i = 0; i < sizeof bits; ++i) out += static_cast<char>((bits >> (8 * i)) & 0xFF);
 }
 
 struct Slot {
@@ -109,9 +135,37 @@ bool PreviewLibraryPresent() { return kThreeJsSize > 0 && kOrbitControlsJsSize >
 std::string PreviewSceneJson(const NisDocument& doc) {
   std::ostringstream json;
   DumpOptions options;
-  options.keys = true;
+  // The ANIM keys travel as binary (PreviewKeysBase64); a Crannnberry file's few keys as JSON.
+  options.keys = doc.layout == NisLayout::kCrannnberry;
   WriteDumpJson(doc, options, json);
   return SafeInScriptElement(json.str());
+}
+
+// The floats a curve's keys need: the value and one tangent when every key's in and out are
+// one vector (as in most files), else the value and both.
+size_t KeyFloats(const NisCurve& curve) {
+  for (const NisKey& key : curve.keys) {
+    if (key.in != key.out) return kPreviewKeyFloatsTwoSided;
+  }
+  return kPreviewKeyFloatsOneSided;
+}
+
+std::string PreviewKeysBase64(const NisDocument& doc) {
+  std::string bytes;
+  for (const NisCurve& curve : doc.curves) bytes += static_cast<char>(KeyFloats(curve));
+  bytes.resize((bytes.size() + sizeof(double) - 1) / sizeof(double) * sizeof(double), '\0');
+  for (const NisCurve& curve : doc.curves) {
+    for (const NisKey& key : curve.keys) AppendLittleEndian<double, uint64_t>(bytes, key.time);
+  }
+  for (const NisCurve& curve : doc.curves) {
+    const size_t count = KeyFloats(curve);
+    for (const NisKey& key : curve.keys) {
+      const float floats[kPreviewKeyFloatsTwoSided] = {static_cast<float>(key.value), key.in[0], key.in[1], key.out[0],
+                                                       key.out[1]};
+      for (size_t i = 0; i < count; ++i) AppendLittleEndian<float, uint32_t>(bytes, floats[i]);
+    }
+  }
+  return Base64(bytes);
 }
 
 std::string PreviewEventsJson(const std::string& scriptText) {
@@ -165,6 +219,7 @@ std::string BuildPreviewPage(const NisDocument& doc, const std::string& title, c
   const Slot slots[] = {
       {"TITLE", EscapeHtml(title)},
       {"SCENE_JSON", PreviewSceneJson(doc)},
+      {"KEYS_BASE64", PreviewKeysBase64(doc)},
       {"EVENTS_JSON", script ? PreviewEventsJson(*script) : "null"},
       {"THREE_JS", Asset(kThreeJs, kThreeJsSize)},
       {"ORBIT_CONTROLS_JS", Asset(kOrbitControlsJs, kOrbitControlsJsSize)},

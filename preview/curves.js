@@ -169,6 +169,39 @@
     return table.us[lo] + s * (table.us[hi] - table.us[lo]);
   }
 
-  return {EvaluateCurve: EvaluateCurve, EvaluateTcb: EvaluateTcb, FullKnots: FullKnots, NurbUsable: NurbUsable,
+  // ---- keys as the page holds them
+
+  // Gives each curve of the document its keys from the page's binary block: one byte per curve
+  // (3: value and a tangent that is both in and out; 5: value, in, out), padded to 8 bytes; every
+  // key's time as a little-endian double, curve by curve; then every key's floats. False, and no
+  // keys, when the block does not fit the curves.
+  function AttachKeys(curveList, bytes) {
+    var head = Math.ceil(curveList.length / 8) * 8, total = 0, floats = 0;
+    if (bytes.byteLength < head) return false;
+    curveList.forEach(function (c, i) { total += c.keyCount || 0; floats += (c.keyCount || 0) * bytes[i]; });
+    var bad = curveList.some(function (c, i) { return bytes[i] !== 3 && bytes[i] !== 5; });
+    if (bad || bytes.byteLength !== head + total * 8 + floats * 4) return false;
+    var view = new DataView(bytes.buffer, bytes.byteOffset, bytes.byteLength), k = 0, at = head + total * 8;
+    curveList.forEach(function (c, n) {
+      var bezier = c.layout === 'bezier', keys = [], count = bytes[n];
+      for (var i = 0; i < (c.keyCount || 0); ++i, ++k, at += 4 * count) {
+        var f = [];
+        for (var j = 0; j < count; ++j) f.push(view.getFloat32(at + 4 * j, true));
+        var key = {time: view.getFloat64(head + k * 8, true), value: f[0]};
+        key[bezier ? 'inHandle' : 'inTangent'] = [f[1], f[2]];
+        key[bezier ? 'outHandle' : 'outTangent'] = count === 5 ? [f[3], f[4]] : [f[1], f[2]];
+        keys.push(key);
+      }
+      c.keys = keys;
+    });
+    return true;
+  }
+  function Base64Bytes(text) {
+    var binary = atob(text.trim()), bytes = new Uint8Array(binary.length);
+    for (var i = 0; i < binary.length; ++i) bytes[i] = binary.charCodeAt(i);
+    return bytes;
+  }
+
+  return {AttachKeys: AttachKeys, Base64Bytes: Base64Bytes, EvaluateCurve: EvaluateCurve, EvaluateTcb: EvaluateTcb, FullKnots: FullKnots, NurbUsable: NurbUsable,
           NurbDomain: NurbDomain, NurbPoint: NurbPoint, ArcTable: ArcTable, ParameterAtFraction: ParameterAtFraction};
 });

@@ -59,3 +59,19 @@ test('NURB points by parameter and by fraction of arc length', () => {
     assert.equal(curves.NurbUsable(unusable), false);
   }
 });
+
+test('keys from the page\'s binary block: floats per curve, times as doubles, then the floats; another size is refused', () => {
+  const bytes = new Uint8Array(8 + 2 * 8 + (3 + 5) * 4), view = new DataView(bytes.buffer);
+  bytes.set([3, 5]);
+  view.setFloat64(8, 1 / 3, true);
+  view.setFloat64(16, 2.5, true);
+  [7, 1, 0, -2, 0.5, 0.25, 0.75, 0.125].forEach((v, i) => view.setFloat32(24 + 4 * i, v, true));
+  const list = [{layout: 'tangents', keyCount: 1}, {layout: 'bezier', keyCount: 1}];
+  assert.equal(curves.AttachKeys(list, bytes), true);
+  assert.deepEqual(list.map((c) => c.keys), [[{time: 1 / 3, value: 7, inTangent: [1, 0], outTangent: [1, 0]}],
+                                             [{time: 2.5, value: -2, inHandle: [0.5, 0.25], outHandle: [0.75, 0.125]}]]);
+  for (const broken of [bytes.subarray(0, bytes.length - 1), Uint8Array.of(4, 5, 0, 0, 0, 0, 0, 0, ...bytes.subarray(8))]) {
+    assert.equal(curves.AttachKeys(list, broken), false);
+  }
+  assert.deepEqual(curves.Base64Bytes(' AAEC/w== '), new Uint8Array([0, 1, 2, 255]));
+});

@@ -238,6 +238,8 @@
       if (kv[0] === 'view' && (kv[1] === 'camera' || kv[1] === 'orbit')) state.mode = kv[1];
     });
     Draw();
+    // When the first frame was drawn, in milliseconds since the page began to load: for the benchmark.
+    document.documentElement.setAttribute('data-first-frame-ms', String(Math.round(global.performance.now())));
     global.requestAnimationFrame(Frame);
   }
 
@@ -331,11 +333,15 @@
     };
   }
 
-  // The page holds the document and the script's statements as JSON.
+  // The page holds the document and the script's statements as JSON, and the keys as binary.
   function Start() {
     var data = document.getElementById('rw-scene');
     if (!data) return;
     var doc = JSON.parse(data.textContent);
+    var keys = document.getElementById('rw-keys');
+    if (keys && doc.curves && !Curves.AttachKeys(doc.curves, Curves.Base64Bytes(keys.textContent))) {
+      document.querySelector('#status').textContent = 'the keys block does not fit the curves';
+    }
     var eventsNode = document.getElementById('rw-events');
     var script = eventsNode ? JSON.parse(eventsNode.textContent) : null;
     var model = Model.BuildModel(doc, script);

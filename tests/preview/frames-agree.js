@@ -1,10 +1,12 @@
-// Compares the page's evaluator with `reelwright dump --frames`: node frames-agree.js DUMP.json
-// FRAMES.json, the first from `dump --json --keys` of the same file. Prints each disagreement (at
-// most a few) and exits 1 when there is one, 0 when every follower agrees at every frame.
+// Compares the page's evaluator with `reelwright dump --frames`: node frames-agree.js PAGE.html
+// FRAMES.json, the page from `reelwright preview` of the same file, read as the page reads its
+// data. Prints each disagreement (at most a few) and exits 1 when there is one, 0 when every
+// follower agrees at every frame.
 'use strict';
 const fs = require('fs');
 const path = require('path');
 const sceneModel = require(path.join(__dirname, '..', '..', 'preview', 'scene-model.js'));
+const curves = require(path.join(__dirname, '..', '..', 'preview', 'curves.js'));
 
 // The frames print translations to 4 decimals and quaternions to 6.
 const kTranslationTolerance = 2e-4, kRotationTolerance = 1e-5;
@@ -15,7 +17,10 @@ function QuaternionMatrix([x, y, z, w]) {  // column by column, as the page keep
           2 * (x * z + y * w), 2 * (y * z - x * w), 1 - 2 * (x * x + y * y)];
 }
 
-const doc = JSON.parse(fs.readFileSync(process.argv[2], 'utf8'));
+const page = fs.readFileSync(process.argv[2], 'utf8');
+const Block = (id) => new RegExp('<script type="[^"]*" id="' + id + '">([^<]*)</script>').exec(page)[1];
+const doc = JSON.parse(Block('rw-scene'));
+if (!curves.AttachKeys(doc.curves, curves.Base64Bytes(Block('rw-keys')))) throw new Error('the keys do not fit the curves');
 const frames = JSON.parse(fs.readFileSync(process.argv[3], 'utf8'));
 const model = sceneModel.BuildModel(doc, null);
 const problems = [];
