@@ -1,4 +1,5 @@
-// Feeds arbitrary bytes to the NIS reader, then runs check and both dumps on whatever it read.
+// Feeds arbitrary bytes to the NIS reader, then runs check and both dumps on whatever it read,
+// and plays its scene at a few times.
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
@@ -7,6 +8,7 @@
 #include "inspect/Check.h"
 #include "inspect/Dump.h"
 #include "inspect/NisDocument.h"
+#include "inspect/SceneReading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   rw::NisDocument doc;
@@ -22,5 +24,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   rw::WriteDumpText(doc, rw::DumpOptions{true}, sink);
   rw::WriteDumpJson(doc, rw::DumpOptions{true}, sink);
+  rw::SceneReading scene = rw::ReadScene(doc);
+  rw::SceneEvaluator evaluator(scene);
+  for (double time : {scene.start - 1, 0.5 * (scene.start + scene.end), scene.end + 1}) {
+    evaluator.SetTime(time);
+    for (size_t i = 0; i < scene.followers.size(); ++i) sink << evaluator.World(i).translation[0];
+  }
   return 0;
 }

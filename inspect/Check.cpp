@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "inspect/SceneReading.h"
 #include "inspect/TextFormat.h"
 #include "nis/NisFormat.h"
 #include "scriptlang/ScriptReader.h"
@@ -14,12 +15,6 @@ namespace {
 
 constexpr uint32_t kChunkNurb = MakeChunkId("NURB");
 constexpr uint32_t kChunkPath = MakeChunkId("PATH");
-constexpr const char* kAimGroupSuffix = "_group";
-constexpr const char* kAimViewSuffix = "_view";
-
-bool EndsWith(const std::string& text, const std::string& suffix) {
-  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 // The record names of one kind. `complete` is false when a chunk of that kind is missing (and
 // required) or was only partly read: a name not found may then stand in the unread rest, and
@@ -79,7 +74,8 @@ class DocumentCheck {
         paths_(TableOf(doc, kChunkPath, doc.paths, false)),
         leaders_(TableOf(doc, kChunkLead, doc.leaders, true)),
         followers_(TableOf(doc, kChunkFolw, doc.followers, true)),
-        hasPaths_(FindNisChunk(doc, kChunkPath) != nullptr) {}
+        hasPaths_(FindNisChunk(doc, kChunkPath) != nullptr),
+        scene_(ReadScene(doc)) {}
 
   std::vector<Diagnostic> Run() {
     diagnostics_ = doc_.faults;
@@ -166,13 +162,16 @@ class DocumentCheck {
     }
   }
 
-  // Objects of one name are numbered 0, 1, 2, ... in file order.
+  // Objects of one name are numbered 0, 1, 2, ... in file order. After a number that does not
+  // follow, counting goes on from it, so one skip is reported once.
   void CheckInstanceNumbers() {
-    std::unordered_map<std::string, uint32_t> seen;
+    std::unordered_map<std::string, uint32_t> next;
     const auto& objects = doc_.crannnberry->objects;
     for (size_t index = 0; index < objects.size(); ++index) {
       const CrannnberryObject& object = objects[index];
-      uint32_t expected = seen[object.name]++;
+      uint32_t& counter = next[object.name];
+      uint32_t expected = counter;
+      counter = object.instance + 1;
       if (object.instance != expected) {
         Report(Severity::kWarning, RecordWhere("CURV", index, "instance"),
                object.offset + 4 + static_cast<uint32_t>(object.name.size()),
@@ -182,9 +181,9 @@ class DocumentCheck {
     }
   }
 
-  // A leader driven by a motion path names helper nodes and its path in its slots, not curves.
-  // Other leaders need their curves, unless the file has paths: its helper nodes may then be
-  // named by leaders of any kind.
+  // A leader driven by a motion path names helper nodes and its path in its slots, not curves:
+  // the scene reading tells which slots are its path's. Other leaders need their curves, unless
+  // the file has paths: its helper nodes may then be named by leaders of any kind.
   void CheckLeaders() {
     for (size_t index = 0; index < doc_.leaders.size(); ++index) {
       const NisLeader& leader = doc_.leaders[index];
@@ -193,29 +192,17 @@ class DocumentCheck {
                                                  &slots[3], &slots[4], &slots[5]});
       Reference(Severity::kError, RecordWhere("LEAD", index, "pathName"), offsets[1], leader.pathName,
                 {paths_, "path", "PATH"});
-      if (!leader.pathName.empty()) continue;
       Severity severity = hasPaths_ ? Severity::kWarning : Severity::kError;
       for (int slot = 0; slot < kCurveSlotCount; ++slot) {
+        if (scene_.leaders[index].slots.uses[slot] != SlotUse::kUnresolved) continue;
         Reference(severity, RecordWhere("LEAD", index, kCurveSlotNames[slot]), offsets[2 + slot], slots[slot],
                   {curves_, "curve", "ANIM"});
       }
     }
   }
 
-  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view": a look-at rig
-  // aims the follower, and the slot names the rig, not a curve.
-  bool NamesAimingGroup(const std::string& name) const {
-    if (!EndsWith(name, kAimGroupSuffix) || name.size() == std::char_traits<char>::length(kAimGroupSuffix)) {
-      return false;
-    }
-    std::string view = name.substr(0, name.size() - std::char_traits<char>::length(kAimGroupSuffix)) + kAimViewSuffix;
-    for (const NisFollower& follower : doc_.followers) {
-      if (follower.name == view || EndsWith(follower.name, "|" + view)) return true;
-    }
-    return false;
-  }
-
-  // An empty leader name makes a top-level object, placed by its own curves or numbers.
+  // An empty leader name makes a top-level object, placed by its own curves or numbers. A rotate
+  // slot naming a look-at rig's group (the scene reading finds the rigs) is no curve reference.
   void CheckFollowers() {
     for (size_t index = 0; index < doc_.followers.size(); ++index) {
       const NisFollower& follower = doc_.followers[index];
@@ -226,7 +213,7 @@ class DocumentCheck {
       Reference(Severity::kError, RecordWhere("FOLW", index, "leaderName"), offsets[1], follower.leaderName,
                 {leaders_, "leader", "LEAD"});
       for (int slot = 0; slot < kCurveSlotCount; ++slot) {
-        if (slot >= kFirstRotateSlot && NamesAimingGroup(slots[slot])) continue;
+        if (scene_.followers[index].own.uses[slot] != SlotUse::kUnresolved) continue;
         Reference(Severity::kWarning, RecordWhere("FOLW", index, kCurveSlotNames[slot]), offsets[4 + slot], slots[slot],
                   {curves_, "curve", "ANIM"});
       }
@@ -252,6 +239,7 @@ class DocumentCheck {
   const NisDocument& doc_;
   NameTable curves_, nurbs_, paths_, leaders_, followers_;
   bool hasPaths_;
+  SceneReading scene_;
   std::vector<Diagnostic> diagnostics_;
 };
 

@@ -45,13 +45,10 @@ void Slots(JsonWriter& json, const SceneSlots& slots) {
   json.String(TurnOrderText(slots));
 }
 
-void Motion(JsonWriter& json, const SceneLeader& leader) {
-  json.Key("motionPath");
-  if (!leader.onPath || leader.motion.path == kNoIndex) return json.Null();
-  const SceneMotionPath& motion = leader.motion;
+void Motion(JsonWriter& json, const SceneMotionPath& motion) {
   json.BeginObject(true);
-  json.Key("path");
-  json.Integer(int64_t(motion.path));
+  json.Key("name");
+  json.String(motion.name);
   json.Key("usable");
   json.Bool(motion.usable);
   json.Key("turns");
@@ -63,7 +60,7 @@ void Motion(JsonWriter& json, const SceneLeader& leader) {
   json.Key("upAxis");
   json.Integer(motion.upAxis);
   json.Key("arcLength");
-  json.Number(motion.usable ? motion.lengths.back() : 0);
+  json.Number(motion.lengths.empty() ? 0 : motion.lengths.back());
   json.EndObject();
 }
 
@@ -109,6 +106,10 @@ void WriteSceneSection(const SceneReading& scene, JsonWriter& json) {
   json.Integer(scene.firstFrame);
   json.Key("lastFrame");
   json.Integer(scene.lastFrame);
+  json.Key("paths");
+  json.BeginArray();
+  for (const SceneMotionPath& motion : scene.paths) Motion(json, motion);
+  json.EndArray();
   json.Key("leaders");
   json.BeginArray();
   for (const SceneLeader& leader : scene.leaders) {
@@ -116,7 +117,9 @@ void WriteSceneSection(const SceneReading& scene, JsonWriter& json) {
     json.Key("name");
     json.String(leader.name);
     Slots(json, leader.slots);
-    Motion(json, leader);
+    json.Key("onPath");
+    json.Bool(leader.onPath);
+    Index(json, "path", leader.path);
     json.EndObject();
   }
   json.EndArray();

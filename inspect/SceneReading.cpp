@@ -24,10 +24,10 @@ constexpr double kVerticalTangent = 1e-9;
 constexpr int kBezierSteps = 60;
 // PATH follow byte values that turn the leader along the path (0 only places it).
 constexpr uint8_t kFollowOn = 1, kFollowOnToo = 255;
-// Degrees past this are not a NURB curve any editor makes; evaluation costs grow with its square.
-constexpr int32_t kMaxNurbDegree = 15;
+// The highest degree the modelling package offers; evaluation costs grow with its square.
+constexpr int32_t kMaxNurbDegree = 7;
 // Arc-length table: samples per knot span, and bounds on the whole table.
-constexpr size_t kArcSamplesPerSpan = 64, kMinArcSamples = 256, kMaxArcSamples = 65536;
+constexpr size_t kArcSamplesPerSpan = 32, kMinArcSamples = 256, kMaxArcSamples = 65536;
 // A file that claims more frames than this is not played to its end.
 constexpr int64_t kMaxFrames = 10000000;
 // Look-at rigs aiming at rigs: deeper chains are left unaimed.
@@ -312,6 +312,18 @@ SceneKind KindOfClass(const NisFollower& follower) {
   return SceneKind::kShip;
 }
 
+// Frames of the playback range, at most kMaxFrames of them from a first frame in [0, kMaxFrames];
+// false when the range was cut.
+bool SetFrames(SceneReading& scene) {
+  double first = std::ceil(scene.start * scene.fps - 1e-6), last = std::ceil(scene.end * scene.fps - 1e-6);
+  first = std::isfinite(first) ? std::min(std::max(first, 0.0), double(kMaxFrames)) : 0;
+  bool whole = last - first <= double(kMaxFrames);
+  last = std::isfinite(last) ? std::min(std::max(last, first), first + double(kMaxFrames)) : first;
+  scene.firstFrame = int64_t(first);
+  scene.lastFrame = int64_t(last);
+  return whole;
+}
+
 class SceneReader {
  public:
   explicit SceneReader(const NisDocument& doc) : doc_(doc) {
@@ -324,6 +336,7 @@ class SceneReader {
       ReadCrannnberry(*doc_.crannnberry);
     } else {
       ReadTimes();
+      ReadPaths();
       ReadLeaders();
       ReadFollowers();
       ReadCameras();
@@ -356,15 +369,7 @@ class SceneReader {
   void SetPlayback() {
     scene_.start = scene_.infoStart;
     scene_.end = std::max(scene_.infoEnd, scene_.lastKeyTime);
-    double first = std::ceil(scene_.start * scene_.fps - 1e-6), last = std::ceil(scene_.end * scene_.fps - 1e-6);
-    if (!(first >= 0)) first = 0;
-    if (!(last >= first)) last = first;
-    if (last - first > double(kMaxFrames)) {
-      last = first + double(kMaxFrames);
-      Note("more than " + std::to_string(kMaxFrames) + " frames: played only that far");
-    }
-    scene_.firstFrame = int64_t(first);
-    scene_.lastFrame = int64_t(last);
+    if (!SetFrames(scene_)) Note("more than " + std::to_string(kMaxFrames) + " frames: played only that far");
   }
 
   // Fills a record's slots from its curve names and stored values.
@@ -388,9 +393,32 @@ class SceneReader {
     return slots;
   }
 
-  void ReadLeaders() {
-    auto paths = FirstByName(doc_.paths);
+  void ReadPaths() {
     auto nurbs = FirstByName(doc_.nurbCurves);
+    for (const NisPath& path : doc_.paths) {
+      SceneMotionPath motion;
+      motion.name = path.name;
+      motion.turns = path.flag == kFollowOn || path.flag == kFollowOnToo;
+      motion.uValue = Curve(path.curves[0]);
+      motion.frontTwist = Curve(path.curves[1]);
+      motion.frontAxis = int(path.frontAxis % 3);
+      motion.upAxis = int(path.upAxis % 3);
+      if (motion.upAxis == motion.frontAxis) motion.upAxis = (motion.frontAxis + 1) % 3;
+      motion.startTime = path.startTime;
+      motion.endTime = path.endTime;
+      auto nurb = nurbs.find(path.nurbName);
+      if (nurb != nurbs.end() && NurbUsable(doc_.nurbCurves[nurb->second])) {
+        motion.nurb = &doc_.nurbCurves[nurb->second];
+        motion.usable = true;
+        BuildArcTable(motion);
+      }
+      scene_.paths.push_back(std::move(motion));
+    }
+  }
+
+  void ReadLeaders() {
+    std::unordered_map<std::string_view, size_t> paths;
+    for (size_t i = 0; i < scene_.paths.size(); ++i) paths.emplace(scene_.paths[i].name, i);
     bool older = false;
     for (const NisLeader& record : doc_.leaders) {
       SceneLeader leader;
@@ -408,35 +436,17 @@ class SceneReader {
         if (path == paths.end()) {
           Note(record.name + ": motion path " + QuoteText(record.pathName) + " is not in the file: its slots are used");
         } else {
-          ReadMotion(leader, path->second, nurbs);
+          leader.path = path->second;
+          const NisPath& pathRecord = doc_.paths[path->second];
+          if (!scene_.paths[path->second].usable) {
+            Note(leader.name + ": motion path " + QuoteText(pathRecord.name) + " has no usable NURB curve " +
+                 QuoteText(pathRecord.nurbName) + ": its slots are used");
+          }
         }
       }
       scene_.leaders.push_back(std::move(leader));
     }
     if (older) Note("older record layout: no rotation order, X, Y, Z used");
-  }
-
-  void ReadMotion(SceneLeader& leader, size_t pathIndex, const std::unordered_map<std::string_view, size_t>& nurbs) {
-    const NisPath& path = doc_.paths[pathIndex];
-    SceneMotionPath& motion = leader.motion;
-    motion.path = pathIndex;
-    motion.turns = path.flag == kFollowOn || path.flag == kFollowOnToo;
-    motion.uValue = Curve(path.curves[0]);
-    motion.frontTwist = Curve(path.curves[1]);
-    motion.frontAxis = int(path.frontAxis % 3);
-    motion.upAxis = int(path.upAxis % 3);
-    if (motion.upAxis == motion.frontAxis) motion.upAxis = (motion.frontAxis + 1) % 3;
-    motion.startTime = path.startTime;
-    motion.endTime = path.endTime;
-    auto nurb = nurbs.find(path.nurbName);
-    if (nurb == nurbs.end() || !NurbUsable(doc_.nurbCurves[nurb->second])) {
-      Note(leader.name + ": motion path " + QuoteText(path.name) + " has no usable NURB curve " +
-           QuoteText(path.nurbName) + ": its slots are used");
-      return;
-    }
-    motion.nurb = &doc_.nurbCurves[nurb->second];
-    motion.usable = true;
-    BuildArcTable(motion);
   }
 
   const NisCurve* Curve(const std::string& name) const {
@@ -471,7 +481,7 @@ class SceneReader {
     // The maps point into the scene's own names, which stay where they are from here on.
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       byPath.emplace(scene_.followers[i].namePath, i);
-      byLastPart.emplace(LastPathPart(scene_.followers[i].name), i);
+      byLastPart.emplace(LastPathPart(scene_.followers[i].namePath), i);
     }
     for (size_t i = 0; i < scene_.followers.size(); ++i) {
       FindAim(scene_.followers[i], doc_.followers[i], byLastPart);
@@ -479,7 +489,7 @@ class SceneReader {
     }
   }
 
-  // "<X>_group" in a rotate slot, with a follower "<X>_view" or "...|<X>_view".
+  // "<X>_group" in a rotate slot, with a follower whose name path is "<X>_view" or "...|<X>_view".
   void FindAim(SceneFollower& follower, const NisFollower& record,
                const std::unordered_map<std::string_view, size_t>& byLastPart) {
     const size_t suffixLength = std::char_traits<char>::length(kAimGroupSuffix);
@@ -633,6 +643,12 @@ const char* SlotUseName(SlotUse use) {
 
 SceneReading ReadScene(const NisDocument& doc) { return SceneReader(doc).Read(); }
 
+void PlayUntil(SceneReading& scene, double seconds) {
+  if (!(seconds > scene.end)) return;
+  scene.end = seconds;
+  SetFrames(scene);
+}
+
 double EvaluateCurve(const NisCurve& curve, double t) {
   const auto& keys = curve.keys;
   size_t n = keys.size();
@@ -686,8 +702,8 @@ std::array<double, 9> EulerRotation(const std::array<int, 3>& order, const std::
 ScenePose LeaderPose(const SceneReading& scene, size_t index, double t) {
   const SceneLeader& leader = scene.leaders[index];
   ScenePose pose = SlotsPose(leader.slots, t);
-  if (!leader.onPath || !leader.motion.usable) return pose;
-  const SceneMotionPath& motion = leader.motion;
+  if (leader.path == kNoIndex || !scene.paths[leader.path].usable) return pose;
+  const SceneMotionPath& motion = scene.paths[leader.path];
   double u = ParameterAtFraction(motion, PathFraction(motion, t));
   pose.translation = NurbPoint(*motion.nurb, u);
   if (motion.turns) {
@@ -704,7 +720,10 @@ ScenePose FollowerOwnPose(const SceneReading& scene, size_t index, double t) {
 }
 
 SceneEvaluator::SceneEvaluator(const SceneReading& scene)
-    : scene_(scene), poses_(scene.followers.size()), states_(scene.followers.size(), State::kNone) {}
+    : scene_(scene),
+      poses_(scene.followers.size()),
+      states_(scene.followers.size(), State::kNone),
+      chains_(kMaxAimDepth + 1) {}
 
 void SceneEvaluator::SetTime(double seconds) {
   time_ = seconds;
@@ -721,8 +740,11 @@ ScenePose SceneEvaluator::Unaimed(size_t index) {
 
 const ScenePose& SceneEvaluator::World(size_t index) {
   if (states_[index] != State::kNone) return poses_[index];
-  // Parents first, from the top down, without recursion: name paths may be deep.
-  std::vector<size_t> chain;
+  // Parents first, from the top down, without recursion: name paths may be deep. A rig's aim
+  // may need another chain while this one is worked: each depth has its own list, all made
+  // at the start so that none moves.
+  std::vector<size_t>& chain = chains_[aimDepth_];
+  chain.clear();
   for (size_t i = index; i != kNoIndex && states_[i] == State::kNone; i = scene_.followers[i].parent)
     chain.push_back(i);
   for (auto it = chain.rbegin(); it != chain.rend(); ++it) {

@@ -5,7 +5,8 @@
 //
 // How the game's files move, as this reading applies it:
 // - Times of curves are seconds. INFO's start and end count frames in the game's files and whole
-//   seconds in ours (the same version); playback runs past INFO's end to the last key.
+//   seconds in ours (the same version); playback runs past INFO's end to the last key. In a
+//   script, `at N` is seconds and `at frame N` counts frames of INFO's rate.
 // - A follower's world transform is its parent's (by name path), then its leader's, then its
 //   own six slots. A parent that FOLW does not hold leaves the follower under its leader alone.
 // - Rotations are Euler angles in radians; the stored order " ZYX" is read backwards: X turns
@@ -14,7 +15,7 @@
 //   (the u-value curve); when the path's follow byte is set it is also turned along the path
 //   and rolled about its front axis by the front-twist curve, otherwise its rotation comes from
 //   its own rotate slots or start values.
-// - A follower whose rotate slots name "<X>_group", where a follower "<X>_view" exists, is aimed
+// - A follower whose rotate slots name "<X>_group", where a follower "...|<X>_view" exists, is aimed
 //   by a look-at rig: its -Z points at that follower at every time, world up +Y.
 #ifndef REELWRIGHT_INSPECT_SCENEREADING_H
 #define REELWRIGHT_INSPECT_SCENEREADING_H
@@ -61,10 +62,10 @@ struct SceneSlots {
   bool orderUnderstood = true;          // false: absent (older layout) or not a permutation; XYZ used
 };
 
-// A leader driven by a motion path. `usable` is false when the path or its NURB curve is
-// missing or malformed: the leader then stands by its own slots.
+// A PATH record as a motion: `usable` is false when its NURB curve is missing or malformed; a
+// leader on it then stands by its own slots.
 struct SceneMotionPath {
-  size_t path = kNoIndex;  // in doc.paths
+  std::string name;
   const NisNurbCurve* nurb = nullptr;
   bool usable = false;
   bool turns = false;                    // follow byte 1 or 255: turned along the path
@@ -79,8 +80,8 @@ struct SceneMotionPath {
 struct SceneLeader {
   std::string name;
   SceneSlots slots;
-  bool onPath = false;  // names a motion path (see `motion` for whether it is usable)
-  SceneMotionPath motion;
+  bool onPath = false;     // names a motion path: its translate slots are the path's
+  size_t path = kNoIndex;  // in SceneReading::paths; kNoIndex: named, but PATH does not hold it
 };
 
 struct SceneFollower {
@@ -116,6 +117,7 @@ struct SceneReading {
   double lastKeyTime = 0;                 // seconds; 0 when no finite key
   double start = 0, end = 0;              // playback in seconds: INFO's start to the later of its end and the last key
   int64_t firstFrame = 0, lastFrame = 0;  // playback in frames of `fps`; frame N is at N / fps seconds
+  std::vector<SceneMotionPath> paths;     // one per PATH record
   std::vector<SceneLeader> leaders;       // Homeworld 2 layout: one per LEAD record
   std::vector<SceneFollower> followers;   // one per FOLW record; Crannnberry: objects, then cameras
   std::vector<SceneCamera> cameras;       // one per CMRA record (Crannnberry: none; its cameras are followers)
@@ -125,6 +127,10 @@ struct SceneReading {
 // Reads the scene of a document. The scene points into `doc` (curves, keys), so the document
 // must outlive it and stay unchanged. Never fails: what cannot be placed is said in `notes`.
 SceneReading ReadScene(const NisDocument& doc);
+
+// Plays on to `seconds` (a script's last event, say) when that lies past scene.end: raises end
+// and lastFrame.
+void PlayUntil(SceneReading& scene, double seconds);
 
 // The value of a curve at `seconds`: Hermite between tangent keys, Bezier between handle keys;
 // before the first and after the last key by the infinity modes (1 linear along the end key's
@@ -162,6 +168,7 @@ class SceneEvaluator {
   double time_ = 0;
   std::vector<ScenePose> poses_;
   std::vector<State> states_;
+  std::vector<std::vector<size_t>> chains_;  // scratch, one per aim depth
   int aimDepth_ = 0;
 };
 

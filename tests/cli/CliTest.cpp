@@ -197,6 +197,8 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump .", 2, "", "reelwright: .: is a folder, not a file\n", {}},
       {"dump /dev/zero", 2, "", "reelwright: /dev/zero: is not a plain file\n", {}},
       {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
+      {"dump good.nis --frames 'FOLW_Root|Ship'", 0, "...\n  {\"frame\": 72, \"time\": 3, \"at\": [[2, 3, 4, ", "", {}},
+      {"dump good.nis --frames Nobody", 2, "", "reelwright: error: no follower is named \"Nobody\"\n" + kSeeHelp, {}},
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "inspect/Dump.h"
+#include "inspect/SceneReading.h"
 #include "tests/inspect/NisTestFiles.h"
 
 namespace rw::test {
@@ -96,6 +97,11 @@ TEST(Check, EveryKindOfBrokenReferenceIsReportedWhereItStands) {
        {"error at byte 209: CURV: 162 trailing bytes behind the last of 1 records"}},
       {Changed([](CrannnberryTestFile& t) { t.objects[1].instance = 0; }), "",
        {R"(warning at byte 227: CURV #2 instance: is 0, expected 1: objects named "Kus_Mothership" count up from 0)"}},
+      // One skip is one line: counting goes on from the number found.
+      {Changed([](CrannnberryTestFile& t) {
+         t.objects = {{"K", 0, -1, 1}, {"K", 2, -1, 1}, {"K", 3, -1, 1}};
+         t.objectCount = 3;
+       }), "", {R"(warning at byte 161: CURV #2 instance: is 2, expected 1: objects named "K" count up from 0)"}},
   };
   for (const Case& c : cases) EXPECT_EQ(CheckLines(Read(c.file), c.script), c.lines) << c.script;
 }
@@ -145,6 +151,12 @@ bool ReadAndShow(const std::string& bytes, NisDocument& doc) {
   WriteDumpText(doc, DumpOptions{true}, sink);
   WriteDumpJson(doc, DumpOptions{true}, sink);
   for (const Diagnostic& diagnostic : CheckNisDocument(doc)) sink << FormatDiagnostic("", diagnostic);
+  SceneReading scene = ReadScene(doc);
+  SceneEvaluator evaluator(scene);
+  for (double time : {scene.start - 1, scene.end, scene.end + 1}) {
+    evaluator.SetTime(time);
+    for (size_t i = 0; i < scene.followers.size(); ++i) sink << evaluator.World(i).translation[0];
+  }
   return true;
 }
 
@@ -162,7 +174,7 @@ size_t ListedBytes(const NisDocument& doc) {
 }
 
 // Every prefix of a valid file, and the file with any 32-bit word made huge, gives a clear fault
-// or refusal: no crash, no read out of bounds, no allocation sized by the file (under the
+// or refusal, and a scene that plays: no crash, no read out of bounds, no allocation sized by the file (under the
 // sanitizers). A cut file shows every record that is whole before the cut.
 TEST(Check, CutOrCorruptedFilesGiveFaultsNotCrashes) {
   for (const std::string& file :

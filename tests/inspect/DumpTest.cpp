@@ -106,6 +106,7 @@ cameras (0):
     "end": 3,
     "firstFrame": 0,
     "lastFrame": 72,
+    "paths": [],
     "leaders": [],
     "followers": [],
     "cameras": [],

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -53,16 +54,31 @@ inline TestKey KeyOf(size_t curve, int key, bool placeholder, bool bezier) {
 // A scene as our exporter writes it: by default only the placeholders (a model without accepted
 // bones); Default() adds the bones Root|Ship and Root|CAM_Main, the camera looking at the ship.
 // The game's files add curves in the flagged layout and motion paths (each with its own NURB).
+// Scenes that move as the game's files do set the stored values, curves with keys of their own
+// (flat tangents), INFO, and paths with a NURB curve of their own.
 struct TestScene {
-  struct Leader { std::string name, path; CurveSlots curves; };
-  struct Follower { std::string name, leader, objectClass, blueprint; CurveSlots curves; };
+  using Six = std::array<double, 6>;
+  struct Leader { std::string name, path; CurveSlots curves; Six start{}; std::string order = " ZYX"; };
+  struct Follower { std::string name, leader, objectClass, blueprint; CurveSlots curves; Six numbers{}; std::string order = " ZYX"; };
   struct Camera { std::string name, follower, centerOfInterest, focalCurve; };
+  struct Path {
+    std::string name, nurb;
+    uint8_t follow = 1;
+    uint32_t frontAxis = 0, upAxis = 1;
+    std::string uValueCurve = "", frontTwistCurve = "";
+    double startTime = 0, endTime = 3;
+    uint32_t degree = 3;
+    std::vector<std::array<double, 4>> points = {{0, 1, 2, 1}, {3, 4, 5, 1}};
+    std::vector<double> knots = {0, 0, 1, 1};
+  };
   std::vector<std::string> curves = {"ANIM_Empty"};  // each with two keys
   std::vector<Leader> leaders = {{"LEAD_Empty", "", Slots("")}};
   std::vector<Follower> followers = {{"FOLW_Empty", "LEAD_Empty", "None", "", Slots("")}};
   std::vector<Camera> cameras;
-  std::set<std::string> bezierCurves;                       // written in the flagged layout
-  std::vector<std::pair<std::string, std::string>> paths;  // path name, its NURB curve's name
+  std::set<std::string> bezierCurves;  // written in the flagged layout
+  std::vector<Path> paths;
+  std::map<std::string, std::vector<std::pair<double, double>>> keyedCurves;  // behind `curves`: (time, value) keys
+  std::array<uint32_t, 3> info = {24, 0, 3};  // fps, start, end
 
   static TestScene Default() {
     TestScene t;
@@ -92,17 +108,25 @@ struct TestScene {
       anim.U32(0).U32(0);
       for (int k = 0; k < 2 && bezier; ++k) anim.U16(KeyOf(i, k, empty, bezier).word);
     }
+    for (const auto& [name, keys] : keyedCurves) {
+      anim.Text(name).U32(uint32_t(keys.size()));
+      for (const auto& [time, value] : keys) anim.F64(time).F64(value).F32(1).F32(0).F32(1).F32(0);
+      anim.U32(0).U32(0);
+    }
+    anim.s.replace(0, 4, Bytes().U32(uint32_t(curves.size() + keyedCurves.size())).s);
     std::string motion;
     if (!paths.empty()) {
       Bytes nurb, path;
       nurb.U32(uint32_t(paths.size()));
       path.U32(uint32_t(paths.size()));
-      for (const auto& [name, nurbName] : paths) {
-        nurb.Text(nurbName).U32(3).U32(1).U32(2);
-        for (double v : {0, 1, 2, 1, 3, 4, 5, 1}) nurb.F64(v);
-        nurb.U32(4).F64(0).F64(0).F64(1).F64(1);
-        path.Text(name).U8(1).U32(0).U32(1).Text("").Text("").Text("").Text("").F64(0).F64(3).Text(nurbName).U8(0);
-        path.U32(1).F64(0);
+      for (const Path& p : paths) {
+        nurb.Text(p.nurb).U32(p.degree).U32(1).U32(uint32_t(p.points.size()));
+        for (const auto& point : p.points)
+          for (double v : point) nurb.F64(v);
+        nurb.U32(uint32_t(p.knots.size()));
+        for (double v : p.knots) nurb.F64(v);
+        path.Text(p.name).U8(p.follow).U32(p.frontAxis).U32(p.upAxis).Text(p.uValueCurve).Text(p.frontTwistCurve);
+        path.Text("").Text("").F64(p.startTime).F64(p.endTime).Text(p.nurb).U8(0).U32(1).F64(0);
       }
       motion = Chunk("NURB", nurb.s) + Chunk("PATH", path.s);
     }
@@ -110,27 +134,30 @@ struct TestScene {
     for (const Leader& r : leaders) {
       lead.Text(r.name).Text(r.path);
       for (const std::string& c : r.curves) lead.Text(c);
-      lead.s += std::string(6 * 8, '\0') + " ZYX";
+      for (double v : r.start) lead.F64(v);
+      lead.s += r.order;
     }
     folw.U32(uint32_t(followers.size()));
     for (const Follower& r : followers) {
       folw.Text(r.name).Text(r.leader).Text(r.objectClass).Text(r.blueprint);
       for (const std::string& c : r.curves) folw.Text(c);
-      folw.s += std::string(6 * 8, '\0') + " ZYX";
+      for (double v : r.numbers) folw.F64(v);
+      folw.s += r.order;
     }
     cmra.U32(uint32_t(cameras.size()));
     for (const Camera& r : cameras) {
       cmra.Text(r.name).Text(r.follower).Text(r.centerOfInterest).Text("").Text(r.focalCurve);
       for (double v : {21.8, 31.92, 24.0, 1.0, 10000000.0}) cmra.F64(v);
     }
-    return NisForm(NisHead(24, 0, 3) + Chunk("ANIM", anim.s) + motion + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
+    return NisForm(NisHead(info[0], info[1], info[2]) + Chunk("ANIM", anim.s) + motion + Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
                    Chunk("CMRA", cmra.s));
   }
 };
 
 // The game's own layout: NURB and PATH between ANIM and LEAD, an older file's LEAD and FOLW
 // records (no rotation order, the follower class a number), and a chunk no reader knows.
-inline std::string OlderFileWithPath(const std::string& pathCurve = "ANIM_Empty", const std::string& nurbName = "curve1") {
+inline std::string OlderFileWithPath(const std::string& pathCurve = "ANIM_Empty", const std::string& nurbName = "curve1",
+                                     uint32_t classNumber = 7) {
   Bytes anim, nurb, path, lead, folw, xtra;
   anim.U32(1).Text("ANIM_Empty").U32(0).U32(1).U32(0);
   nurb.U32(1).Text("curve1").U32(3).U32(1).U32(2);
@@ -141,7 +168,7 @@ inline std::string OlderFileWithPath(const std::string& pathCurve = "ANIM_Empty"
   lead.U32(1).Text("LEAD_A").Text("path1");
   for (const std::string& c : Slots("")) lead.Text(c);
   for (int i = 0; i < 6; ++i) lead.F64(i);
-  folw.U32(1).Text("FOLW_A").Text("LEAD_A").U32(7).Text("Hgn_Scout");
+  folw.U32(1).Text("FOLW_A").Text("LEAD_A").U32(classNumber).Text("Hgn_Scout");
   for (int i = 0; i < 6; ++i) folw.Text("");
   folw.s += std::string(6 * 8, '\0');
   for (int i = 0; i < 20; ++i) xtra.U8(uint8_t(i));
