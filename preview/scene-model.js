@@ -15,8 +15,9 @@
   var kCaptionSeconds = 4;  // how long a speech call's string key stays on screen
   var kMaxAimDepth = 64;
   var kPlaceholder = 'FOLW_Empty';  // our exporter's follower of no bone    // rigs aiming at rigs: no deeper than this
-  // The arc-length table of a motion path: samples per span of the NURB curve, within bounds.
-  var kArcSamplesPerSpan = 64, kMinArcSamples = 256, kMaxArcSamples = 65536;
+  // The arc-length table of a motion path: samples per span of the NURB curve, within bounds,
+  // as the scene reading measures it (inspect/SceneReading.cpp), so both find the same places.
+  var kArcSamplesPerSpan = 32, kMinArcSamples = 256, kMaxArcSamples = 65536;
 
   // Estimated sizes in world units (the game's sizes are not in the files): the first row whose
   // word stands in the object's class or blueprint, else its kind's size.
@@ -108,25 +109,29 @@
     }};
   }
 
-  function LeaderOf(model, doc, leader, record) {
+  // A motion path as the scene section reads it, with its NURB curve and arc-length table.
+  function PathOf(model, doc, path, record) {
+    if (!path.usable) return null;
+    var nurb = FirstOfEach(doc.nurbCurves).get(record.nurbName);
+    var spans = nurb.controlPoints.length - nurb.degree;
+    return {nurb: nurb, uCurve: path.uValueCurve === null ? null : model.curves.get(path.uValueCurve) || null,
+            twist: path.frontTwistCurve === null ? null : model.curves.get(path.frontTwistCurve) || null,
+            start: record.startTime, end: record.endTime, front: path.frontAxis, up: path.upAxis, follows: path.turns,
+            arc: curves.ArcTable(nurb, Math.min(Math.max(spans * kArcSamplesPerSpan, kMinArcSamples), kMaxArcSamples))};
+  }
+
+  function LeaderOf(model, paths, leader, record) {
     var stored = (record.startPosition || [0, 0, 0]).concat(record.startRotation || [0, 0, 0]);
     var source = SlotSource(model, record, stored, leader.slots, leader.turnOrder);
-    var mp = leader.motionPath;
-    if (mp && mp.usable) {
-      var path = doc.paths[mp.path], nurb = FirstOfEach(doc.nurbCurves).get(path.nurbName);
-      var spans = nurb.controlPoints.length - nurb.degree;
-      source.motionPath = {nurb: nurb, uCurve: mp.uValueCurve === null ? null : model.curves.get(mp.uValueCurve) || null,
-                           twist: mp.frontTwistCurve === null ? null : model.curves.get(mp.frontTwistCurve) || null,
-                           start: path.startTime, end: path.endTime, front: mp.frontAxis, up: mp.upAxis, follows: mp.turns,
-                           arc: curves.ArcTable(nurb, Math.min(Math.max(spans * kArcSamplesPerSpan, kMinArcSamples), kMaxArcSamples))};
-    }
+    if (leader.onPath && leader.path !== null && leader.path !== undefined) source.motionPath = paths[leader.path];
     return source;
   }
 
   function PlaceObjects(model, doc, scene) {
     var crannnberry = doc.layout === 'crannnberry' && doc.crannnberry;
     var objects = crannnberry ? (doc.crannnberry.objects || []).concat(doc.crannnberry.cameras || []) : doc.followers || [];
-    var leaders = (scene.leaders || []).map(function (l, i) { return LeaderOf(model, doc, l, doc.leaders[i]); });
+    var paths = (scene.paths || []).map(function (p, i) { return PathOf(model, doc, p, doc.paths[i]); });
+    var leaders = (scene.leaders || []).map(function (l, i) { return LeaderOf(model, paths, l, doc.leaders[i]); });
     model.entities = (scene.followers || []).map(function (f, i) {
       var record = objects[i] || {};
       var e = {name: f.name, kind: f.kind, label: f.name, record: record, path: f.namePath || f.name, parent: null, aim: null,

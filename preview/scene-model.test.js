@@ -11,7 +11,7 @@ const kSlots = ['translateXCurve', 'translateYCurve', 'translateZCurve', 'rotate
 function Document() {
   return {layout: 'homeworld2', info: {fps: 24, start: 0, end: 3}, curves: [], nurbCurves: [], paths: [], leaders: [],
           followers: [], cameras: [], faults: [], chunks: [],
-          scene: {fps: 24, infoUnit: 'seconds', start: 0, end: 3, leaders: [], followers: [], cameras: [], notes: []}};
+          scene: {fps: 24, infoUnit: 'seconds', start: 0, end: 3, paths: [], leaders: [], followers: [], cameras: [], notes: []}};
 }
 function Index(doc, path) {
   const i = doc.scene.followers.findIndex((f) => f.namePath === path || f.name === path);
@@ -26,7 +26,8 @@ function Add(doc, name, values, options = {}) {
                     blueprint: options.blueprint || '', numbers: [0, 0, 0, 0, 0, 0], rotationOrder: ' ZYX'};
   const uses = (names) => kSlots.map((key, i) => ((names || [])[i] ? 'curve' : 'empty'));
   kSlots.forEach((key, i) => { leader[key] = (options.slots || [])[i] || ''; follower[key] = (options.own || [])[i] || ''; });
-  doc.scene.leaders.push({name: leader.name, slots: uses(options.slots), turnOrder: 'XYZ', motionPath: options.motionPath || null});
+  doc.scene.leaders.push({name: leader.name, slots: uses(options.slots), turnOrder: 'XYZ', onPath: options.path !== undefined,
+                          path: options.path === undefined ? null : options.path});
   doc.scene.followers.push({name: follower.name, namePath: name, kind: options.kind || 'ship', leader: doc.leaders.length,
                             parent: Index(doc, options.parent), aimAt: Index(doc, options.aimAt), camera: null,
                             slots: uses(options.own), turnOrder: 'XYZ'});
@@ -97,8 +98,9 @@ test('a motion path places its leader by fraction of length, and turns it when i
     doc.nurbCurves.push({name: 'curve1', degree: 1, form: 1, controlPoints: [[0, 0, 0, 1], [1, 0, 0, 1], [5, 0, 0, 1]], knots: [0, 1, 2]});
     doc.paths.push({name: 'path1', flag: follows, frontAxis: 2, upAxis: 1, uValueCurve: '', frontTwistCurve: '', upTwistCurve: '',
                     sideTwistCurve: '', startTime: 0, endTime: 2, nurbName: 'curve1'});
-    Add(doc, 'Root|Rider', [0, 0, 0, 0, 0, 0], {motionPath: {path: 0, usable: true, turns: follows === 1, uValueCurve: null,
-                                                             frontTwistCurve: null, frontAxis: 2, upAxis: 1}});
+    doc.scene.paths.push({name: 'path1', usable: true, turns: follows === 1, uValueCurve: null, frontTwistCurve: null,
+                          frontAxis: 2, upAxis: 1});
+    Add(doc, 'Root|Rider', [0, 0, 0, 0, 0, 0], {path: 0});
     Add(doc, 'Root|Rider|Nose', [0, 0, 1, 0, 0, 0], {parent: 'Root|Rider'});
     const model = sceneModel.BuildModel(doc, null);
     Near(Position(model, 'FOLW_Root|Rider', 1), [2.5, 0, 0], `half its length at half its time (follows ${follows})`);

@@ -316,9 +316,27 @@ INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
                          ::testing::Values("bonesgroup", "hog", "model", "mrbox", "ninja", "skeleton"),
                          [](const ::testing::TestParamInfo<const char*>& sample) { return std::string(sample.param); });
 
+// Two leaders on a bent NURB curve of degree 2 by a u-value curve, one turned along it and
+// rolled by a front twist, one only placed, each with a follower a unit ahead.
+test::TestScene PathLeaders() {
+  test::TestScene t;
+  t.keyedCurves = {{"u", {{0, 0}, {3, 1}}}, {"twist", {{0, 0}, {3, 1.5}}}};
+  for (uint8_t follow : {0, 1}) {
+    const std::string n = std::to_string(follow);
+    test::TestScene::Path path{"path" + n, "arc" + n, follow, 2, 1, "u", "twist"};
+    path.degree = 2;
+    path.points = {{0, 0, 0, 1}, {4, 6, 0, 1}, {10, 0, 2, 1}, {12, 3, 5, 1}};
+    path.knots = {0, 0, 1, 2, 2};
+    t.paths.push_back(path);
+    t.leaders.push_back({"LEAD_P" + n, path.name, {"a", "b", "c", path.name, path.name, path.name}, {0, 0, 0, 0.3, 0.2, 0.1}});
+    t.followers.push_back({"FOLW_P" + n, "LEAD_P" + n, "Ship", "", test::CurveSlots{}, {0, 0, 1, 0, 0, 0}});
+  }
+  return t;
+}
+
 // The page, reading its own data (the document, its keys in binary), agrees with `dump --frames`
 // at every frame, for every follower, on a file of each layout: our export, the game's
-// conventions (a flagged curve, a path leader, a look-at rig), the older records, Crannnberry.
+// conventions (a flagged curve, a look-at rig), path leaders, the older records, Crannnberry.
 TEST(PageEvaluator, AgreesWithTheDumpsFramesOnEveryLayout) {
   const Outcome node = test::Run("", "command -v node || command -v nodejs");
   if (node.code != 0) GTEST_SKIP() << "node is not installed (Debian: apt-get install nodejs): the comparison is skipped";
@@ -326,9 +344,10 @@ TEST(PageEvaluator, AgreesWithTheDumpsFramesOnEveryLayout) {
   test::ScratchDir scratch;
   ASSERT_EQ(Reelwright(scratch.dir(), "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o ours.nis").code, 0);
   test::WriteFileBytes(scratch.Path("game.nis"), test::GameScene().Build());
+  test::WriteFileBytes(scratch.Path("paths.nis"), PathLeaders().Build());
   test::WriteFileBytes(scratch.Path("older.nis"), test::OlderFileWithPath());
   test::WriteFileBytes(scratch.Path("crannnberry.nis"), test::CrannnberryTestFile().Build());
-  for (const char* name : {"ours", "game", "older", "crannnberry"}) {
+  for (const char* name : {"ours", "game", "paths", "older", "crannnberry"}) {
     SCOPED_TRACE(name);
     const std::string nis = std::string(name) + ".nis";
     ASSERT_EQ(Reelwright(scratch.dir(), "preview " + nis + " -f -o page.html").code, 0);
