@@ -301,6 +301,20 @@ TEST_F(PreviewPages, GameLayoutsEndToEnd) {
   EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "older"), (std::vector<double>{1, 0, 3, 0, -1})) << "two objects and a camera";
 }
 
+// Names like JavaScript's own properties, and a name path 10,000 levels deep: the page opens and
+// places every follower.
+TEST_F(PreviewPages, OddNamesAndADeepPathOpen) {
+  test::TestScene scene;
+  scene.curves.push_back("valueOf");
+  scene.leaders.push_back({"toString", "", {"valueOf", "", "", "", "", ""}});
+  std::string deep = "FOLW_a";
+  for (int level = 1; level < 10000; ++level) deep += "|a";
+  for (const std::string& name : {std::string("__proto__"), std::string("constructor"), deep})
+    scene.followers.push_back({name, "toString", "Ship", "hasOwnProperty", test::CurveSlots{}});
+  test::WriteFileBytes(dir_ + "/odd.nis", scene.Build());
+  EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "odd"), (std::vector<double>{0, 0, 3, 0, 3}));
+}
+
 // Every real model's export gets a page that loads cleanly and places every follower at finite
 // points over the whole scene.
 class SampleExport : public PreviewPages, public ::testing::WithParamInterface<const char*> {};
