@@ -116,6 +116,8 @@
       });
     }
     if (box.isEmpty()) box.set(new THREE.Vector3(-1, -1, -1), new THREE.Vector3(1, 1, 1));
+    // The orbit view takes in whole objects, whose sizes are their own.
+    box.expandByScalar(model.entities.reduce(function (m, e) { return Math.max(m, e.size / 2); }, 0));
     var sphere = box.getBoundingSphere(new THREE.Sphere());
     var radius = Math.max(sphere.radius, 1);
 
