@@ -301,18 +301,18 @@ TEST_F(PreviewPages, GameLayoutsEndToEnd) {
   EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "older"), (std::vector<double>{1, 0, 3, 0, -1})) << "two objects and a camera";
 }
 
-// Names like JavaScript's own properties, and a name path 10,000 levels deep: the page opens and
-// places every follower.
+// Names like JavaScript's own properties or that would end the page's data, and a name path
+// 10,000 levels deep: the page opens and places every follower.
 TEST_F(PreviewPages, OddNamesAndADeepPathOpen) {
   test::TestScene scene;
   scene.curves.push_back("valueOf");
   scene.leaders.push_back({"toString", "", {"valueOf", "", "", "", "", ""}});
   std::string deep = "FOLW_a";
   for (int level = 1; level < 10000; ++level) deep += "|a";
-  for (const std::string& name : {std::string("__proto__"), std::string("constructor"), deep})
+  for (const std::string& name : {std::string("__proto__"), std::string("constructor"), std::string("</script><b>x"), deep})
     scene.followers.push_back({name, "toString", "Ship", "hasOwnProperty", test::CurveSlots{}});
   test::WriteFileBytes(dir_ + "/odd.nis", scene.Build());
-  EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "odd"), (std::vector<double>{0, 0, 3, 0, 3}));
+  EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "odd"), (std::vector<double>{0, 0, 4, 0, 4}));
 }
 
 // Every real model's export gets a page that loads cleanly and places every follower at finite
