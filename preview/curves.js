@@ -141,32 +141,44 @@
     return h[3] !== 0 ? [h[0] / h[3], h[1] / h[3], h[2] / h[3]] : [h[0], h[1], h[2]];
   }
 
+  function Distance(a, b) {
+    var dx = a[0] - b[0], dy = a[1] - b[1], dz = a[2] - b[2];
+    return Math.sqrt(dx * dx + dy * dy + dz * dz);
+  }
+
   // A table from fraction of arc length to parameter: the curve is measured as a polyline of
-  // `samples` chords at even parameter steps, and a fraction between two samples is
-  // interpolated along its chord.
+  // `samples` chords at even parameter steps.
   function ArcTable(nurb, samples) {
-    var domain = NurbDomain(nurb), us = [], lengths = [0], previous = null;
+    var domain = NurbDomain(nurb), us = [], lengths = [], previous = NurbPoint(nurb, domain[0]), length = 0;
     for (var i = 0; i <= samples; ++i) {
       var u = i === samples ? domain[1] : domain[0] + (domain[1] - domain[0]) * i / samples, point = NurbPoint(nurb, u);
-      if (previous) {
-        var dx = point[0] - previous[0], dy = point[1] - previous[1], dz = point[2] - previous[2];
-        lengths.push(lengths[lengths.length - 1] + Math.sqrt(dx * dx + dy * dy + dz * dz));
-      }
+      length += Distance(point, previous);
       us.push(u);
+      lengths.push(length);
       previous = point;
     }
-    return {us: us, lengths: lengths, total: lengths[samples], domain: domain};
+    return {nurb: nurb, us: us, lengths: lengths, total: length, domain: domain};
   }
-  // The parameter at fraction f (0 to 1, clamped) of the curve's length.
+  // The parameter at fraction f (0 to 1, clamped) of the curve's length: the table's sample
+  // before it, then bisection on the chord from that sample, since the parameter runs unevenly
+  // even within one sample's stretch.
+  var kStretchBisectionSteps = 30;
   function ParameterAtFraction(table, f) {
-    if (!(table.total > 0)) return table.domain[0] + (table.domain[1] - table.domain[0]) * Math.min(Math.max(f, 0), 1);
-    var target = Math.min(Math.max(f, 0), 1) * table.total, lo = 0, hi = table.lengths.length - 1;
-    while (hi - lo > 1) {
+    if (!(f > 0)) return table.us[0];
+    var target = Math.min(f, 1) * table.total, lengths = table.lengths, lo = 0, hi = lengths.length;
+    while (lo < hi) {  // the first sample whose length is not below the target
       var mid = (lo + hi) >> 1;
-      if (table.lengths[mid] <= target) lo = mid; else hi = mid;
+      if (lengths[mid] < target) lo = mid + 1; else hi = mid;
     }
-    var chord = table.lengths[hi] - table.lengths[lo], s = chord > 0 ? (target - table.lengths[lo]) / chord : 0;
-    return table.us[lo] + s * (table.us[hi] - table.us[lo]);
+    if (hi === 0) return table.us[0];
+    if (hi >= lengths.length) return table.us[lengths.length - 1];
+    var from = NurbPoint(table.nurb, table.us[hi - 1]), rest = target - lengths[hi - 1];
+    var a = table.us[hi - 1], b = table.us[hi];
+    for (var i = 0; i < kStretchBisectionSteps; ++i) {
+      var m = 0.5 * (a + b);
+      if (Distance(from, NurbPoint(table.nurb, m)) < rest) a = m; else b = m;
+    }
+    return 0.5 * (a + b);
   }
 
   // ---- keys as the page holds them
