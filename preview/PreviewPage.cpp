@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "inspect/Dump.h"
+#include "inspect/SceneReading.h"
 #include "inspect/TextFormat.h"
 #include "scriptlang/ScriptReader.h"
 
@@ -168,7 +169,7 @@ std::string PreviewKeysBase64(const NisDocument& doc) {
   return Base64(bytes);
 }
 
-std::string PreviewEventsJson(const std::string& scriptText) {
+std::string PreviewEventsJson(const std::string& scriptText, double framesPerSecond) {
   const ScriptText script = ReadScriptText(scriptText);
   std::ostringstream out;
   JsonWriter json(out);
@@ -187,6 +188,8 @@ std::string PreviewEventsJson(const std::string& scriptText) {
     }
     json.Key("time");
     json.Number(statement.time);
+    json.Key("seconds");
+    json.Number(ScriptSeconds(statement, framesPerSecond));
     json.Key("block");
     json.String(statement.block);
     json.Key("text");
@@ -220,7 +223,7 @@ std::string BuildPreviewPage(const NisDocument& doc, const std::string& title, c
       {"TITLE", EscapeHtml(title)},
       {"SCENE_JSON", PreviewSceneJson(doc)},
       {"KEYS_BASE64", PreviewKeysBase64(doc)},
-      {"EVENTS_JSON", script ? PreviewEventsJson(*script) : "null"},
+      {"EVENTS_JSON", script ? PreviewEventsJson(*script, ReadScene(doc).fps) : "null"},
       {"THREE_JS", Asset(kThreeJs, kThreeJsSize)},
       {"ORBIT_CONTROLS_JS", Asset(kOrbitControlsJs, kOrbitControlsJsSize)},
       {"CURVES_JS", Asset(kCurvesJs, kCurvesJsSize)},

@@ -30,9 +30,10 @@ constexpr size_t kPreviewKeyFloatsOneSided = 3, kPreviewKeyFloatsTwoSided = 5;
 std::string PreviewKeysBase64(const NisDocument& doc);
 
 // The script's statements as the page holds them, made safe the same way:
-// {"statements": [{"line", "unit": "seconds" | "frames" | null, "time", "block", "text",
-// "function", "arguments": [texts]}], "problems": [{"line", "what"}]}. The page reads no script text.
-std::string PreviewEventsJson(const std::string& scriptText);
+// {"statements": [{"line", "unit": "seconds" | "frames" | null, "time", "seconds", "block",
+// "text", "function", "arguments": [texts]}], "problems": [{"line", "what"}]}; "seconds" is the
+// statement's time at `framesPerSecond` (the scene's). The page reads no script text.
+std::string PreviewEventsJson(const std::string& scriptText, double framesPerSecond);
 
 }  // namespace rw
 

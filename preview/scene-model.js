@@ -261,11 +261,6 @@
 
   // ---- the script's events
 
-  function Seconds(model, s) {
-    if (s.unit === 'frames') return s.time / model.fps;
-    return s.unit === 'seconds' ? s.time : 0;
-  }
-
   // The objects a `with` block names: a follower by its name, by its name without "FOLW_", or
   // by the last part of its name path.
   function BlockTargets(model, name) {
@@ -280,7 +275,7 @@
   function ReadEvents(model, script) {
     (script.problems || []).forEach(function (p) { model.notes.push('script line ' + p.line + ': ' + p.what); });
     model.events = (script.statements || []).map(function (s) {
-      return {time: Seconds(model, s), text: s.text, block: s.block || null, line: s.line, function: s.function || null,
+      return {time: s.seconds, text: s.text, block: s.block || null, line: s.line, function: s.function || null,
               arguments: s.arguments || []};
     });
     model.events.forEach(function (e) {

@@ -45,9 +45,10 @@ function Camera(doc, name, follower, extra = {}) {
   doc.cameras.push(Object.assign({name, followerName: follower, centerOfInterest: '', focalLengthCurve: '', focalLength: 21.8,
                                   horizontalAperture: 31.92, verticalAperture: 24, nearClip: 1, farClip: 1e7}, extra));
 }
-// Statements: [unit, time, block, function, arguments].
+// Statements: [unit, time, block, function, arguments], at 24 frames per second.
 function Script(rows) {
   return {statements: rows.map(([unit, time, block, fn, args], i) => ({line: i + 1, unit, time, block, text: fn + '(...)',
+                                                                        seconds: unit === 'frames' ? time / 24 : time,
                                                                         function: fn, arguments: args || []})), problems: []};
 }
 function Near(got, expected, what) {

@@ -61,6 +61,16 @@ TEST(ScriptReader, ReadsTheLanguagesForms) {
   for (const auto& c : cases) EXPECT_EQ(Render(ReadScriptText(c.text)), c.read) << c.name;
 }
 
+TEST(ScriptReader, SecondsOfEachTimeLine) {
+  const struct {
+    const char* text;
+    double fps, seconds;
+  } cases[] = {{"at frame 48\nf()", 30, 1.6}, {"at 2.5\nf()", 30, 2.5}, {"f()", 30, 0}, {"at frame 48\nf()", 0, 0}};
+  for (const auto& c : cases) {
+    EXPECT_DOUBLE_EQ(ScriptSeconds(ReadScriptText(c.text).statements.at(0), c.fps), c.seconds) << c.text << " " << c.fps;
+  }
+}
+
 // Cut at a line end, a script reads as the statements of the lines before the cut; cut anywhere,
 // it reads without fault and never places a statement past the cut.
 TEST(ScriptReader, EveryCutReadsAsTheLinesBeforeIt) {
