@@ -232,12 +232,15 @@
     api.setTime = function (t) { state.time = Math.min(Math.max(t, model.start), model.end); Draw(); };
     api.setView = function (mode) { state.mode = mode; Draw(); };
     api.draw = Draw;
-    // "#t=2.5&view=camera" opens the page at a time and in a view.
+    // "#t=2.5&view=camera&camera=CAM_B" opens the page at a time, in a view, through a camera
+    // (the last only counts when the script makes no cuts).
     var hash = (global.location && global.location.hash || '').replace(/^#/, '').split('&');
     hash.forEach(function (part) {
       var kv = part.split('=');
       if (kv[0] === 't' && isFinite(parseFloat(kv[1]))) state.time = Math.min(Math.max(parseFloat(kv[1]), model.start), model.end);
       if (kv[0] === 'view' && (kv[1] === 'camera' || kv[1] === 'orbit')) state.mode = kv[1];
+      var chosen = kv[0] === 'camera' ? Model.FindCamera(model, decodeURIComponent(kv[1] || '')) : null;
+      if (chosen) root.querySelector('#camera').value = model.chosenCamera = chosen.name;
     });
     Draw();
     // When the first frame was drawn, in milliseconds since the page began to load: for the benchmark.
