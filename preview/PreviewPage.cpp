@@ -2,17 +2,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <sstream>
 
 #include "inspect/Dump.h"
+#include "inspect/SceneReading.h"
+#include "inspect/TextFormat.h"
+#include "scriptlang/ScriptReader.h"
 
 namespace rw {
 
 // Written by cmake/EmbedFiles.cmake; a file missing at build time has size 0.
-extern const unsigned char kPreviewTemplate[], kPreviewScript[], kThreeJs[], kOrbitControlsJs[], kNurbsUtilsJs[],
-    kNurbsCurveJs[];
-extern const size_t kPreviewTemplateSize, kPreviewScriptSize, kThreeJsSize, kOrbitControlsJsSize, kNurbsUtilsJsSize,
-    kNurbsCurveJsSize;
+extern const unsigned char kPreviewTemplate[], kCurvesJs[], kTransformsJs[], kSceneModelJs[], kViewerJs[], kThreeJs[],
+    kOrbitControlsJs[];
+extern const size_t kPreviewTemplateSize, kCurvesJsSize, kTransformsJsSize, kSceneModelJsSize, kViewerJsSize,
+    kThreeJsSize, kOrbitControlsJsSize;
 
 namespace {
 
@@ -60,6 +64,14 @@ std::string Base64(const std::string& bytes) {
   return out;
 }
 
+template <class Number, class Bits>
+void AppendLittleEndian(std::string& out, Number number) {
+  Bits bits;
+  static_assert(sizeof bits == sizeof number, "a number and its bits have one size");
+  std::memcpy(&bits, &number, sizeof bits);
+  for (size_t i = 0; i < sizeof bits; ++i) out += static_cast<char>((bits >> (8 * i)) & 0xFF);
+}
+
 struct Slot {
   const char* token;
   std::string text;
@@ -91,20 +103,10 @@ std::string Fill(const std::string& page, const Slot* slots, size_t count) {
   return out;
 }
 
-}  // namespace
-
-bool PreviewLibraryPresent() {
-  return kThreeJsSize > 0 && kOrbitControlsJsSize > 0 && kNurbsUtilsJsSize > 0 && kNurbsCurveJsSize > 0;
-}
-
-std::string PreviewSceneJson(const NisDocument& doc) {
-  std::ostringstream json;
-  DumpOptions options;
-  options.keys = true;
-  WriteDumpJson(doc, options, json);
-  // "<" stands only inside JSON texts, where "\u003c" reads the same: no "</script" or "<!--"
-  // can then end or confuse the <script> element that holds the document.
-  std::string text = json.str(), out;
+// "<" stands only inside JSON texts, where "\u003c" reads the same: no "</script" or "<!--"
+// can then end or confuse the <script> element that holds the document.
+std::string SafeInScriptElement(const std::string& text) {
+  std::string out;
   for (char c : text) {
     if (c == '<') {
       out += "\\u003c";
@@ -115,17 +117,119 @@ std::string PreviewSceneJson(const NisDocument& doc) {
   return out;
 }
 
+const char* UnitName(ScriptTimeUnit unit) {
+  switch (unit) {
+    case ScriptTimeUnit::kSeconds:
+      return "seconds";
+    case ScriptTimeUnit::kFrames:
+      return "frames";
+    case ScriptTimeUnit::kNone:
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool PreviewLibraryPresent() { return kThreeJsSize > 0 && kOrbitControlsJsSize > 0; }
+
+std::string PreviewSceneJson(const NisDocument& doc) {
+  std::ostringstream json;
+  DumpOptions options;
+  // The ANIM keys travel as binary (PreviewKeysBase64); a Crannnberry file's few keys as JSON.
+  options.keys = doc.layout == NisLayout::kCrannnberry;
+  WriteDumpJson(doc, options, json);
+  return SafeInScriptElement(json.str());
+}
+
+// The floats a curve's keys need: the value and one tangent when every key's in and out are
+// one vector (as in most files), else the value and both.
+size_t KeyFloats(const NisCurve& curve) {
+  for (const NisKey& key : curve.keys) {
+    if (key.in != key.out) return kPreviewKeyFloatsTwoSided;
+  }
+  return kPreviewKeyFloatsOneSided;
+}
+
+std::string PreviewKeysBase64(const NisDocument& doc) {
+  std::string bytes;
+  for (const NisCurve& curve : doc.curves) bytes += static_cast<char>(KeyFloats(curve));
+  bytes.resize((bytes.size() + sizeof(double) - 1) / sizeof(double) * sizeof(double), '\0');
+  for (const NisCurve& curve : doc.curves) {
+    for (const NisKey& key : curve.keys) AppendLittleEndian<double, uint64_t>(bytes, key.time);
+  }
+  for (const NisCurve& curve : doc.curves) {
+    const size_t count = KeyFloats(curve);
+    for (const NisKey& key : curve.keys) {
+      const float floats[kPreviewKeyFloatsTwoSided] = {static_cast<float>(key.value), key.in[0], key.in[1], key.out[0],
+                                                       key.out[1]};
+      for (size_t i = 0; i < count; ++i) AppendLittleEndian<float, uint32_t>(bytes, floats[i]);
+    }
+  }
+  return Base64(bytes);
+}
+
+std::string PreviewEventsJson(const std::string& scriptText, double framesPerSecond) {
+  const ScriptText script = ReadScriptText(scriptText);
+  std::ostringstream out;
+  JsonWriter json(out);
+  json.BeginObject();
+  json.Key("statements");
+  json.BeginArray();
+  for (const ScriptStatement& statement : script.statements) {
+    json.BeginObject(true);
+    json.Key("line");
+    json.Integer(static_cast<int64_t>(statement.line));
+    json.Key("unit");
+    if (const char* unit = UnitName(statement.unit)) {
+      json.String(unit);
+    } else {
+      json.Null();
+    }
+    json.Key("time");
+    json.Number(statement.time);
+    json.Key("seconds");
+    json.Number(ScriptSeconds(statement, framesPerSecond));
+    json.Key("block");
+    json.String(statement.block);
+    json.Key("text");
+    json.String(statement.text);
+    json.Key("function");
+    json.String(statement.function);
+    json.Key("arguments");
+    json.BeginArray(true);
+    for (const ScriptArgument& argument : statement.arguments) json.String(argument.value);
+    json.EndArray();
+    json.EndObject();
+  }
+  json.EndArray();
+  json.Key("problems");
+  json.BeginArray();
+  for (const ScriptProblem& problem : script.problems) {
+    json.BeginObject(true);
+    json.Key("line");
+    json.Integer(static_cast<int64_t>(problem.line));
+    json.Key("what");
+    json.String(problem.what);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+  return SafeInScriptElement(out.str());
+}
+
 std::string BuildPreviewPage(const NisDocument& doc, const std::string& title, const std::string* script) {
   const Slot slots[] = {
       {"TITLE", EscapeHtml(title)},
       {"SCENE_JSON", PreviewSceneJson(doc)},
-      {"SCRIPT_PRESENT", script ? "yes" : "no"},
-      {"SCRIPT_BASE64", script ? Base64(*script) : ""},
+      {"KEYS_BASE64", PreviewKeysBase64(doc)},
+      {"EVENTS_JSON", script ? PreviewEventsJson(*script, ReadScene(doc).fps) : "null"},
       {"THREE_JS", Asset(kThreeJs, kThreeJsSize)},
       {"ORBIT_CONTROLS_JS", Asset(kOrbitControlsJs, kOrbitControlsJsSize)},
-      {"NURBS_UTILS_JS", Asset(kNurbsUtilsJs, kNurbsUtilsJsSize)},
-      {"NURBS_CURVE_JS", Asset(kNurbsCurveJs, kNurbsCurveJsSize)},
-      {"PREVIEW_JS", Asset(kPreviewScript, kPreviewScriptSize)},
+      {"CURVES_JS", Asset(kCurvesJs, kCurvesJsSize)},
+      {"TRANSFORMS_JS", Asset(kTransformsJs, kTransformsJsSize)},
+      {"SCENE_MODEL_JS", Asset(kSceneModelJs, kSceneModelJsSize)},
+      {"VIEWER_JS", Asset(kViewerJs, kViewerJsSize)},
   };
   return Fill(Asset(kPreviewTemplate, kPreviewTemplateSize), slots, sizeof slots / sizeof slots[0]);
 }

@@ -30,101 +30,6 @@ using test::Run;
 Outcome Reelwright(const std::string& dir, const std::string& args) { return Run(dir, "'" RW_REELWRIGHT "' " + args); }
 
 // ---------------------------------------------------------------------------------------------
-// A generated scene, byte by byte: entities with two keys per curve (at 0 s and 2 s), each curve
-// a straight line whose both keys carry its slope, so the Hermite midpoint is the exact mean.
-
-struct Entity {
-  Entity(std::string p, std::array<double, 6> f, std::array<double, 6> t, std::string o = " ZYX",
-         std::string c = "Ship", std::string l = "")
-      : path(std::move(p)), from(f), to(t), order(std::move(o)), objectClass(std::move(c)), leader(std::move(l)) {}
-  std::string path;                // "Root|Base"
-  std::array<double, 6> from, to;  // translate X, Y, Z, rotate X, Y, Z at 0 s and at 2 s
-  std::string order;               // stored rotation order
-  std::string objectClass;
-  std::string leader;  // default: "LEAD_" + path
-};
-
-constexpr double kKeyTimes[2] = {0.0, 2.0};
-
-void Tangent(double v0, double v1, float& x, float& y) {
-  const double angle = std::atan((v1 - v0) / (kKeyTimes[1] - kKeyTimes[0]));
-  x = float(std::cos(angle));
-  y = float(std::sin(angle));
-}
-
-std::string BuildNis(const std::vector<Entity>& entities, const std::vector<std::string>& cameras) {
-  const char* const suffixes[6] = {"_translateX", "_translateY", "_translateZ", "_rotateX", "_rotateY", "_rotateZ"};
-  Bytes anim, nurb, path, lead, folw, cmra;
-  anim.U32(uint32_t(1 + 6 * entities.size())).Text("ANIM_Empty").U32(0).U32(0).U32(0);
-  // Root|Rider rides a straight NURB curve of degree 1 from (0, 1, 2) to (3, 4, 5), evenly from
-  // 0.5 s to 2.5 s; its translate slots name helper nodes, as the game's files do.
-  nurb.U32(1).Text("curve1").U32(1).U32(1).U32(2);
-  for (double v : {0, 1, 2, 1, 3, 4, 5, 1}) nurb.F64(v);
-  nurb.U32(2).F64(0).F64(1);
-  path.U32(1).Text("path1").U8(0).U32(2).U32(1).Text("").Text("").Text("").Text("").F64(0.5).F64(2.5);
-  path.Text("curve1").U8(0).U32(0);
-  lead.U32(uint32_t(entities.size() + 1)).Text("LEAD_Root|Rider").Text("path1");
-  for (const char* slot : {"Rider_addDoubleLinear1", "Rider_addDoubleLinear2", "Rider_addDoubleLinear3", "", "", ""})
-    lead.Text(slot);
-  lead.s += std::string(48, '\0') + " ZYX";
-  folw.U32(uint32_t(entities.size() + 1)).Text("FOLW_Root|Rider").Text("LEAD_Root|Rider").Text("Ship").Text("");
-  for (int c = 0; c < 6; ++c) folw.Text("");
-  folw.s += std::string(48, '\0') + " ZYX";
-  for (const Entity& e : entities) {
-    lead.Text("LEAD_" + e.path).Text("");
-    for (int c = 0; c < 6; ++c) {
-      float x, y;
-      Tangent(e.from[c], e.to[c], x, y);
-      // The base's translate X goes on linearly after its last key: post-infinity 1.
-      const uint32_t post = e.path == "Root|Base" && c == 0 ? 1 : 0;
-      anim.Text("ANIM_" + e.path + suffixes[c]).U32(2);
-      anim.F64(kKeyTimes[0]).F64(e.from[c]).F32(x).F32(y).F32(x).F32(y);
-      anim.F64(kKeyTimes[1]).F64(e.to[c]).F32(x).F32(y).F32(x).F32(y);
-      anim.U32(0).U32(post);
-      lead.Text("ANIM_" + e.path + suffixes[c]);
-    }
-    lead.s += std::string(48, '\0') + e.order;
-    folw.Text("FOLW_" + e.path).Text(e.leader.empty() ? "LEAD_" + e.path : e.leader).Text(e.objectClass).Text("");
-    for (int c = 0; c < 6; ++c) folw.Text("ANIM_Empty");
-    folw.s += std::string(48, '\0') + " ZYX";
-  }
-  cmra.U32(uint32_t(cameras.size()));
-  for (const std::string& name : cameras) {
-    cmra.Text(name).Text("FOLW_Root|" + name).Text("").Text("").Text("");
-    for (double v : {21.8, 31.92, 24.0, 1.0, 10000000.0}) cmra.F64(v);
-  }
-  return test::NisForm(test::NisHead(24, 0, 3) + Chunk("ANIM", anim.s) + Chunk("NURB", nurb.s) + Chunk("PATH", path.s) +
-                       Chunk("LEAD", lead.s) + Chunk("FOLW", folw.s) +
-                       Chunk("CMRA", cmra.s));
-}
-
-const double kOrderAngles[3] = {0.3, 0.5, 0.7};
-const char* const kOrders[6] = {"XYZ", "XZY", "YXZ", "YZX", "ZXY", "ZYX"};
-
-std::vector<Entity> GeneratedEntities() {
-  std::vector<Entity> entities = {
-      {"Root|Base", {0, 0, 0, 0.3, -0.2, 0.5}, {4, 2, -6, 0.3, -0.2, 0.5}},
-      {"Root|Base|Child", {1, 0, 0, 0, 0, 0}, {1, 0, 0, 0, 0, 0}},
-      {"Root|CAM_A", {0, 0, 10, 0, 3.14159274, 0}, {0, 0, 10, 0, 3.14159274, 0}, " ZYX", "camera"},
-      {"Root|CAM_B", {0, 5, 10, 0, 3.14159274, 0}, {0, 5, 10, 0, 3.14159274, 0}, " ZYX", "camera"},
-      {"Root|Lost", {}, {}, " ZYX", "Effect", "LEAD_Nowhere"},
-      {"Root|</script><b>x", {}, {}},
-  };
-  for (const char* order : kOrders) {
-    const std::string stored = std::string(" ") + order[2] + order[1] + order[0];  // kept backwards
-    entities.push_back({std::string("Root|Order") + order, {0, 0, 0, 0.3, 0.5, 0.7}, {0, 0, 0, 0.3, 0.5, 0.7}, stored});
-  }
-  return entities;
-}
-
-const char kGeneratedScript[] =
-    "-- cuts at 0 s, 1 s and frame 48 (2 s)\n"
-    "at 0\n\tcameraCut(\"FOLW_Root|CAM_A\")\n"
-    "at 1\n\tcameraCut(\"CAM_B\")\n"
-    "at frame 48\n\tcameraCut(\"FOLW_Root|CAM_A\")\n"
-    "at 9\n\tfade(1)\n";
-
-// ---------------------------------------------------------------------------------------------
 // Reading numbers back from a page in headless chromium
 
 // The browser: $REELWRIGHT_CHROMIUM when set (empty: none), else the first on the PATH.
@@ -225,6 +130,10 @@ Matrix3 Euler(const std::string& order, const double angles[3]) {
 
 const char kNoLibrary[] = "reelwright was built without three.js (Debian: apt-get install libjs-three): preview tests skipped";
 
+// The game's conventions (NisTestFiles.h): a fighter at the origin, where the camera's look-at rig
+// aims it and where its view node stands. The script hides the fighter, then fades out.
+const char kShotScript[] = "at 1\n\tfadeSet(1)\nwith FOLW_Root|Ship {\n\tat 0.5\n\thide()\n}\n";
+
 // The pages are made once per program run, in one scratch folder.
 class PreviewPages : public ::testing::Test {
  protected:
@@ -237,9 +146,9 @@ class PreviewPages : public ::testing::Test {
     const std::string& dir = dir_;
     made_ = Reelwright(dir, "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o fleet.nis");
     made_ = made_.code ? made_ : Reelwright(dir, "preview fleet.nis");
-    test::WriteFileBytes(dir + "/scene.nis", BuildNis(GeneratedEntities(), {"CAM_A", "CAM_B"}));
-    test::WriteFileBytes(dir + "/scene.script", kGeneratedScript);
-    made_ = made_.code ? made_ : Reelwright(dir, "preview scene.nis");
+    test::WriteFileBytes(dir + "/shot.nis", test::GameScene().Build());
+    test::WriteFileBytes(dir + "/shot.script", kShotScript);
+    made_ = made_.code ? made_ : Reelwright(dir, "preview shot.nis");
   }
   static void TearDownTestSuite() {
     std::error_code ignored;
@@ -251,55 +160,39 @@ class PreviewPages : public ::testing::Test {
     if (chromium_.empty()) GTEST_SKIP() << "chromium is not installed (Debian: apt-get install chromium): browser tests skipped";
   }
   static const PageReading& Example();
-  static const PageReading& Generated();
 
   static inline std::string chromium_, dir_;
   static inline Outcome made_;
 };
 
+// Pixels of the view through the camera that are not the background, and that are not black.
+const char kCountPixels[] = R"(
+    function Count(name) {
+      var view = document.getElementById('view'), copy = document.createElement('canvas');
+      copy.width = view.width; copy.height = view.height;
+      var g = copy.getContext('2d'); g.drawImage(view, 0, 0);
+      var d = g.getImageData(0, 0, copy.width, copy.height).data, drawn = 0, lit = 0;
+      for (var i = 0; i < d.length; i += 4) {
+        if (Math.abs(d[i] - 16) + Math.abs(d[i + 1] - 20) + Math.abs(d[i + 2] - 28) > 24) ++drawn;
+        if (d[i] + d[i + 1] + d[i + 2] > 8) ++lit;
+      }
+      put(name, drawn, lit, copy.width * copy.height);
+    }
+  )";
+
 // Every bone of the example at every key time, its active camera at each cut, and the pixels the
 // view through the camera drew at frame 48.
 const PageReading& PreviewPages::Example() {
-  static const PageReading reading = ReadPage(chromium_, dir_, "fleet.html", R"(
+  static const PageReading reading = ReadPage(chromium_, dir_, "fleet.html", std::string(kCountPixels) + R"(
     var names = ['FOLW_Root|Fleet', 'FOLW_Root|Fleet|Ship1', 'FOLW_Root|CAM_Main'];
-    var times = api.model.curves['ANIM_Root|Fleet_translateX'].keys.map(function (k) { return k.time; });
+    var times = api.model.curves.get('ANIM_Root|Fleet_translateX').keys.map(function (k) { return k.time; });
     put('times', ...times);
     names.forEach(function (n) { times.forEach(function (t, k) {
       var e = api.evaluate(n, t); put(n + '@' + k, ...e.local, ...e.position);
     }); });
     api.cuts.forEach(function (c, i) { say('cut' + i, c.time + ' ' + c.camera + ' ' + api.activeCamera(c.time)); });
     say('cuts', api.cuts.length);
-    api.setView('camera'); api.setTime(2);
-    var view = document.getElementById('view'), copy = document.createElement('canvas');
-    copy.width = view.width; copy.height = view.height;
-    var g = copy.getContext('2d'); g.drawImage(view, 0, 0);
-    var d = g.getImageData(0, 0, copy.width, copy.height).data, drawn = 0;
-    for (var i = 0; i < d.length; i += 4) if (Math.abs(d[i] - 16) + Math.abs(d[i + 1] - 20) + Math.abs(d[i + 2] - 28) > 24) ++drawn;
-    put('pixels', drawn, copy.width * copy.height);
-  )");
-  return reading;
-}
-
-const PageReading& PreviewPages::Generated() {
-  static const PageReading reading = ReadPage(chromium_, dir_, "scene.html", R"(
-    ['FOLW_Root|Base', 'FOLW_Root|Base|Child'].forEach(function (n) {
-      [1, 3].forEach(function (t) { var e = api.evaluate(n, t); put(n + '@' + t, ...e.local, ...e.position); });
-    });
-    ['XYZ', 'XZY', 'YXZ', 'YZX', 'ZXY', 'ZYX'].forEach(function (o) { put(o, ...api.evaluate('FOLW_Root|Order' + o, 1).matrix); });
-    [0, 0.99, 1, 1.99, 2, 3].forEach(function (t) { say('camera@' + t, api.activeCamera(t)); });
-    put('fov', api.verticalFov('CAM_A', 1));
-    put('rider', ...api.evaluate('FOLW_Root|Rider', 1.5).position);
-    say('issues', api.issues.join(' | '));
-    var bezier = {layout: 'bezier', preInfinity: 0, postInfinity: 1, keys: [
-      {time: 0, value: 0, inHandle: [0, 0], outHandle: [1, 4]},
-      {time: 3, value: 1, inHandle: [2, -2], outHandle: [0, 0]}]};
-    put('bezier', ...[0, 0.75, 1.5, 3, 4].map(function (t) { return api.evaluateCurve(bezier, t); }));
-    var keys = [0, 0, 0], tcb = [[0, 0, 0], [0, 0, 0], [0, 0, 0]];
-    var older = reelwrightPreviewLibrary.MakeApi(reelwrightPreviewLibrary.BuildModel({layout: 'crannnberry',
-      crannnberry: {info: {start: 0, end: 2}, cameras: [], objects: [{name: 'Hgn_MS', instance: 0, parent: -1,
-        timeOffset: -1, times: [0, 1, 2], tcb: tcb, x: [0, 1, 4], y: [0, -2, 0], z: keys, rotateX: keys,
-        rotateY: [0, 0.5, 0], rotateZ: keys}]}}, null));
-    put('crannnberry', ...[0, 1, 2].map(function (t) { return older.evaluate('Hgn_MS#0', t).local; }).flat());
+    api.setView('camera'); api.setTime(2); Count('pixels');
   )");
   return reading;
 }
@@ -357,67 +250,24 @@ TEST_F(PreviewPages, ExampleCameraCutsAndViewThroughTheCamera) {
   EXPECT_EQ(page.texts.at("cuts"), "1");
   EXPECT_EQ(page.texts.at("cut0"), "0 CAM_Main CAM_Main");
   const std::vector<double>& pixels = page.values.at("pixels");
-  ASSERT_EQ(pixels.size(), 2u);
-  EXPECT_GT(pixels[0], pixels[1] * 0.002) << "the view through the camera at frame 48 is (nearly) blank";
+  ASSERT_EQ(pixels.size(), 3u);
+  EXPECT_GT(pixels[0], pixels[2] * 0.002) << "the view through the camera at frame 48 is (nearly) blank";
 }
 
-// Straight-line tangents: the midpoint is the exact mean of the keys; linear post-infinity goes on
-// along the last slope, constant holds the last value; a child stands where its parent puts it.
-TEST_F(PreviewPages, GeneratedMidpointsInfinityAndParent) {
-  const PageReading& page = Generated();
+// Through the camera the fighter is drawn until the script hides it; then its view node and the
+// camera's helpers stay undrawn, so the picture is empty; the fade then blacks it out.
+TEST_F(PreviewPages, ThroughTheCameraOnlyTheGamesClassesThenTheFade) {
+  const PageReading page = ReadPage(chromium_, dir_, "shot.html", std::string(kCountPixels) + R"(
+    api.setView('camera');
+    [0.25, 0.75, 1.5].forEach(function (t) { api.setTime(t); Count('at' + t); });
+  )");
   ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
-  const std::vector<double> base1 = {2, 1, -3, 0.3, -0.2, 0.5}, base3 = {6, 2, -6, 0.3, -0.2, 0.5};
-  const std::vector<double>& got1 = page.values.at("FOLW_Root|Base@1");
-  const std::vector<double>& got3 = page.values.at("FOLW_Root|Base@3");
-  for (int i = 0; i < 6; ++i) {
-    EXPECT_EQ(got1[i], base1[i]) << "midpoint, value " << i;
-    EXPECT_NEAR(got3[i], base3[i], 1e-6) << "after the last key, value " << i;
-  }
-  const std::vector<double>& child = page.values.at("FOLW_Root|Base|Child@1");
-  const Matrix3 turn = Euler("XYZ", &base1[3]);
-  for (int i = 0; i < 3; ++i) EXPECT_NEAR(child[6 + i], base1[i] + turn[i][0], 1e-12) << "child axis " << i;
-}
-
-class RotationOrder : public PreviewPages, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(RotationOrder, ComposesTheTurnsInTheRecordsOrder) {
-  const PageReading& page = Generated();
-  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
-  const std::vector<double>& m = page.values.at(GetParam());  // 16 numbers, column by column
-  ASSERT_EQ(m.size(), 16u);
-  const Matrix3 expected = Euler(GetParam(), kOrderAngles);
-  for (int r = 0; r < 3; ++r)
-    for (int c = 0; c < 3; ++c) EXPECT_NEAR(m[c * 4 + r], expected[r][c], 1e-12) << "row " << r << " column " << c;
-}
-INSTANTIATE_TEST_SUITE_P(Preview, RotationOrder, ::testing::ValuesIn(kOrders),
-                         [](const ::testing::TestParamInfo<const char*>& order) { return std::string(order.param); });
-
-TEST_F(PreviewPages, GeneratedCutsFieldOfViewMotionPathAndWhatCouldNotBePlaced) {
-  const PageReading& page = Generated();
-  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
-  const std::pair<const char*, const char*> cuts[] = {{"0", "CAM_A"},    {"0.99", "CAM_A"}, {"1", "CAM_B"},
-                                                      {"1.99", "CAM_B"}, {"2", "CAM_A"},    {"3", "CAM_A"}};
-  for (const auto& [time, camera] : cuts)
-    EXPECT_EQ(page.texts.at(std::string("camera@") + time), camera) << time << " s";
-  EXPECT_NEAR(page.values.at("fov").at(0), 2 * std::atan(12 / 21.8) * 180 / M_PI, 1e-9);
-  const std::vector<double> rider = {1.5, 2.5, 3.5};  // halfway along its path at 1.5 s
-  EXPECT_EQ(page.values.at("rider"), rider);
-  const std::string& issues = page.texts.at("issues");
-  EXPECT_NE(issues.find("FOLW_Root|Lost: leader \"LEAD_Nowhere\" is not in the file"), std::string::npos) << issues;
-}
-
-// The second curve layout: absolute handles, here at the thirds of the gap in time, so the value
-// at time t is the Bezier polynomial at t / 3; linear post-infinity follows the last handle. The
-// older layout's objects pass through their keys.
-TEST_F(PreviewPages, BezierAndCrannnberryCurves) {
-  const PageReading& page = Generated();
-  ASSERT_NO_FATAL_FAILURE(ExpectNoPageErrors(page));
-  auto bezier = [](double s) { return 3 * (1 - s) * (1 - s) * s * 4 + 3 * (1 - s) * s * s * -2 + s * s * s; };
-  const std::vector<double> expected = {0, bezier(0.25), bezier(0.5), 1, 1 + 1 * (1 - -2) / (3 - 2)};
-  const std::vector<double>& got = page.values.at("bezier");
-  ASSERT_EQ(got.size(), expected.size());
-  for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expected[i], 1e-12) << "sample " << i;
-  EXPECT_EQ(page.values.at("crannnberry"), (std::vector<double>{0, 0, 0, 0, 0, 0, 1, -2, 0, 0, 0.5, 0, 4, 0, 0, 0, 0, 0}));
+  const std::vector<double>&shown = page.values.at("at0.25"), &hidden = page.values.at("at0.75"),
+                            &faded = page.values.at("at1.5");
+  EXPECT_GT(shown[0], shown[2] * 0.01) << "the fighter is drawn";
+  EXPECT_EQ(hidden[0], 0) << "only the hidden fighter's helpers were there to draw";
+  EXPECT_EQ(hidden[1], hidden[2]) << "the background, before the fade";
+  EXPECT_EQ(faded[1], 0) << "the fade leaves the picture black";
 }
 
 // Previews name.nis and evaluates every object at the start, middle and end of the scene: the
@@ -451,6 +301,20 @@ TEST_F(PreviewPages, GameLayoutsEndToEnd) {
   EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "older"), (std::vector<double>{1, 0, 3, 0, -1})) << "two objects and a camera";
 }
 
+// Names like JavaScript's own properties or that would end the page's data, and a name path
+// 10,000 levels deep: the page opens and places every follower.
+TEST_F(PreviewPages, OddNamesAndADeepPathOpen) {
+  test::TestScene scene;
+  scene.curves.push_back("valueOf");
+  scene.leaders.push_back({"toString", "", {"valueOf", "", "", "", "", ""}});
+  std::string deep = "FOLW_a";
+  for (int level = 1; level < 10000; ++level) deep += "|a";
+  for (const std::string& name : {std::string("__proto__"), std::string("constructor"), std::string("</script><b>x"), deep})
+    scene.followers.push_back({name, "toString", "Ship", "hasOwnProperty", test::CurveSlots{}});
+  test::WriteFileBytes(dir_ + "/odd.nis", scene.Build());
+  EXPECT_EQ(PreviewAndPlace(chromium_, dir_, "odd"), (std::vector<double>{0, 0, 4, 0, 4}));
+}
+
 // Every real model's export gets a page that loads cleanly and places every follower at finite
 // points over the whole scene (mrbox and skeleton have no keys: their export fails).
 class SampleExport : public PreviewPages, public ::testing::WithParamInterface<const char*> {};
@@ -465,6 +329,105 @@ TEST_P(SampleExport, PagePlacesEveryFollower) {
 INSTANTIATE_TEST_SUITE_P(Preview, SampleExport,
                          ::testing::Values("bonesgroup", "hog", "model", "ninja"),
                          [](const ::testing::TestParamInfo<const char*>& sample) { return std::string(sample.param); });
+
+// Two leaders on a bent NURB curve of degree 2 by a u-value curve, one turned along it and
+// rolled by a front twist, one only placed, each with a follower a unit ahead.
+test::TestScene PathLeaders() {
+  test::TestScene t;
+  t.keyedCurves = {{"u", {{0, 0}, {3, 1}}}, {"twist", {{0, 0}, {3, 1.5}}}};
+  for (uint8_t follow : {0, 1}) {
+    const std::string n = std::to_string(follow);
+    test::TestScene::Path path{"path" + n, "arc" + n, follow, 2, 1, "u", "twist"};
+    path.degree = 2;
+    path.points = {{0, 0, 0, 1}, {4, 6, 0, 1}, {10, 0, 2, 1}, {12, 3, 5, 1}};
+    path.knots = {0, 0, 1, 2, 2};
+    t.paths.push_back(path);
+    t.leaders.push_back({"LEAD_P" + n, path.name, {"a", "b", "c", path.name, path.name, path.name}, {0, 0, 0, 0.3, 0.2, 0.1}});
+    t.followers.push_back({"FOLW_P" + n, "LEAD_P" + n, "Ship", "", test::CurveSlots{}, {0, 0, 1, 0, 0, 0}});
+  }
+  return t;
+}
+
+// The page, reading its own data (the document, its keys in binary), agrees with `dump --frames`
+// at every frame, for every follower, on a file of each layout: our export, the game's
+// conventions (a flagged curve, a look-at rig), path leaders, the older records, Crannnberry.
+TEST(PageEvaluator, AgreesWithTheDumpsFramesOnEveryLayout) {
+  const Outcome node = test::Run("", "command -v node || command -v nodejs");
+  if (node.code != 0) GTEST_SKIP() << "node is not installed (Debian: apt-get install nodejs): the comparison is skipped";
+  if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
+  test::ScratchDir scratch;
+  ASSERT_EQ(Reelwright(scratch.dir(), "export '" RW_EXAMPLES_DIR "/fleet.ms3d' -q -o ours.nis").code, 0);
+  test::WriteFileBytes(scratch.Path("game.nis"), test::GameScene().Build());
+  test::WriteFileBytes(scratch.Path("paths.nis"), PathLeaders().Build());
+  test::WriteFileBytes(scratch.Path("older.nis"), test::OlderFileWithPath());
+  test::WriteFileBytes(scratch.Path("crannnberry.nis"), test::CrannnberryTestFile().Build());
+  for (const char* name : {"ours", "game", "paths", "older", "crannnberry"}) {
+    SCOPED_TRACE(name);
+    const std::string nis = std::string(name) + ".nis";
+    ASSERT_EQ(Reelwright(scratch.dir(), "preview " + nis + " -f -o page.html").code, 0);
+    ASSERT_EQ(Reelwright(scratch.dir(), "dump " + nis + " --frames > frames.json").code, 0);
+    const Outcome agree = test::Run(scratch.dir(), node.out.substr(0, node.out.find('\n')) +
+                                                 " '" RW_PREVIEW_TESTS "/frames-agree.js' page.html frames.json");
+    EXPECT_EQ(agree.code, 0) << agree.out << agree.err;
+  }
+}
+
+// The command: arguments, exit codes, messages, and what it leaves, without a browser.
+TEST(PreviewCommand, ArgumentsExitCodesAndFiles) {
+  if (!PreviewLibraryPresent()) GTEST_SKIP() << kNoLibrary;
+  test::ScratchDir scratch;
+  const std::string nis = test::TestScene::Default().Build();
+  const std::string seeHelp = "reelwright: see 'reelwright --help'\n";
+  const struct {
+    std::string args;
+    int code;
+    std::string out, err;
+    std::string written;  // the page it writes, or ""
+  } cases[] = {
+      {"preview", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + seeHelp, ""},
+      {"preview a.nis b.script c.nis", 2, "", "reelwright: error: preview needs a NIS file and at most one script\n" + seeHelp, ""},
+      {"preview a.nis -o", 2, "", "reelwright: error: -o needs a file name\n" + seeHelp, ""},
+      {"preview a.nis --bogus", 2, "", "reelwright: error: unknown option --bogus\n" + seeHelp, ""},
+      {"preview missing.nis", 2, "", "reelwright: missing.nis: cannot open the file (No such file or directory)\n", ""},
+      {"preview text.nis", 2, "", "reelwright: text.nis: offset 0: found 'NOT ' where a NIS file has 'FORM'\n", ""},
+      {"preview a.nis", 2, "", "reelwright: a.html: error: exists; use --force to replace it\n", ""},
+      {"preview a.nis -o sub.d", 2, "", "reelwright: sub.d: error: is a folder\n", ""},
+      {"preview a.nis -f -o a.script", 2, "", "reelwright: a.script: error: is the script; the page cannot replace it\n", ""},
+      {"preview a.nis gone.script -o x.html", 2, "",
+       "reelwright: gone.script: cannot open the file (No such file or directory)\n", ""},
+      {"preview a.nis -f", 0, "preview written to a.html (script a.script)\n", "", "a.html"},
+      {"preview a.nis --force -o b.html", 0, "preview written to b.html (script a.script)\n", "", "b.html"},
+      {"preview bare.nis", 0, "preview written to bare.html (no script)\n", "", "bare.html"},
+      {"preview cut.nis", 1, "preview written to cut.html (no script)\n",
+       "reelwright: cut.nis: 3 structural faults, listed in the preview\n", "cut.html"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.args);
+    std::filesystem::remove_all(scratch.dir());
+    std::filesystem::create_directories(scratch.Path("sub.d"));
+    for (const char* name : {"a.nis", "bare.nis"}) test::WriteFileBytes(scratch.Path(name), nis);
+    test::WriteFileBytes(scratch.Path("cut.nis"), nis.substr(0, nis.size() - 10));
+    test::WriteFileBytes(scratch.Path("text.nis"), "NOT A NIS FILE");
+    test::WriteFileBytes(scratch.Path("a.script"), "at 0\n\tfade(1)\n");
+    test::WriteFileBytes(scratch.Path("a.html"), "keep");
+    const Outcome run = Reelwright(scratch.dir(), c.args);
+    EXPECT_EQ(run.code, c.code);
+    EXPECT_EQ(run.out, c.out);
+    EXPECT_EQ(run.err, c.err);
+    if (c.written != "a.html") {
+      EXPECT_EQ(test::ReadFileBytes(scratch.Path("a.html")), "keep");
+    }
+    for (const char* name : {"b.html", "bare.html", "cut.html", "x.html"}) {
+      EXPECT_EQ(test::FileExists(scratch.Path(name)), c.written == name) << name;
+    }
+    if (c.written.empty()) continue;
+    const std::string page = test::ReadFileBytes(scratch.Path(c.written));
+    EXPECT_EQ(page.rfind("<!DOCTYPE html>", 0), 0u);
+    for (const char* slot : {"@@TITLE@@", "@@SCENE_JSON@@", "@@EVENTS_JSON@@", "@@THREE_JS@@", "@@VIEWER_JS@@"})
+      EXPECT_EQ(page.find(slot), std::string::npos) << slot << " was left unfilled";
+    EXPECT_NE(page.find("content=\"default-src 'none';"), std::string::npos) << "the page may reach the network";
+  }
+}
 
 }  // namespace
 }  // namespace rw
