@@ -22,6 +22,8 @@ constexpr char kPathSeparator = '|';
 constexpr double kVerticalTangent = 1e-9;
 // Bisection steps that find a Bezier segment's parameter to double precision.
 constexpr int kBezierSteps = 60;
+// Bisection steps within one stretch of the arc-length table: far below a thousandth of it.
+constexpr int kBisectionSteps = 30;
 // PATH follow byte values that turn the leader along the path (0 only places it).
 constexpr uint8_t kFollowOn = 1, kFollowOnToo = 255;
 // The highest degree the modelling package offers; evaluation costs grow with its square.
@@ -182,8 +184,9 @@ bool NurbUsable(const NisNurbCurve& nurb) {
 Vec3 NurbPoint(const NisNurbCurve& nurb, double u) {
   const size_t p = size_t(nurb.degree), n = nurb.controlPoints.size();
   u = std::min(std::max(u, FullKnot(nurb, p)), FullKnot(nurb, n));
-  size_t span = p;  // FullKnot(span) <= u < FullKnot(span + 1), the last non-empty span at the end
-  while (span + 1 < n && FullKnot(nurb, span + 1) <= u) ++span;
+  // FullKnot(span) <= u < FullKnot(span + 1), the last non-empty span at the domain's end.
+  size_t span = size_t(std::upper_bound(nurb.knots.begin(), nurb.knots.end(), u) - nurb.knots.begin());
+  span = std::min(std::max(span, p), n - 1);
   std::array<std::array<double, 4>, kMaxNurbDegree + 1> d{};
   for (size_t j = 0; j <= p; ++j) {
     const auto& c = nurb.controlPoints[span - p + j];
@@ -202,6 +205,10 @@ Vec3 NurbPoint(const NisNurbCurve& nurb, double u) {
   return {d[p][0] / w, d[p][1] / w, d[p][2] / w};
 }
 
+double Distance(const Vec3& a, const Vec3& b) {
+  return std::sqrt((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) + (a[2] - b[2]) * (a[2] - b[2]));
+}
+
 void BuildArcTable(SceneMotionPath& motion) {
   const NisNurbCurve& nurb = *motion.nurb;
   size_t spans = nurb.controlPoints.size() - size_t(nurb.degree);
@@ -214,16 +221,16 @@ void BuildArcTable(SceneMotionPath& motion) {
   for (size_t i = 0; i <= samples; ++i) {
     double u = i == samples ? hi : lo + (hi - lo) * double(i) / double(samples);
     Vec3 point = NurbPoint(nurb, u);
-    length += std::sqrt((point[0] - previous[0]) * (point[0] - previous[0]) +
-                        (point[1] - previous[1]) * (point[1] - previous[1]) +
-                        (point[2] - previous[2]) * (point[2] - previous[2]));
+    length += Distance(point, previous);
     motion.parameters[i] = u;
     motion.lengths[i] = length;
     previous = point;
   }
 }
 
-// The curve parameter at a fraction (0 to 1, clamped) of the arc length.
+// The curve parameter at a fraction (0 to 1, clamped) of the arc length: the table's sample
+// before it, then bisection on the chord from that sample, since the parameter runs unevenly
+// even within one sample's stretch.
 double ParameterAtFraction(const SceneMotionPath& motion, double fraction) {
   const auto& lengths = motion.lengths;
   if (!(fraction > 0)) return motion.parameters.front();
@@ -231,9 +238,14 @@ double ParameterAtFraction(const SceneMotionPath& motion, double fraction) {
   size_t hi = size_t(std::lower_bound(lengths.begin(), lengths.end(), target) - lengths.begin());
   if (hi == 0) return motion.parameters.front();
   if (hi >= lengths.size()) return motion.parameters.back();
-  double gap = lengths[hi] - lengths[hi - 1];
-  double a = gap > 0 ? (target - lengths[hi - 1]) / gap : 0;
-  return motion.parameters[hi - 1] + a * (motion.parameters[hi] - motion.parameters[hi - 1]);
+  double lo = motion.parameters[hi - 1], up = motion.parameters[hi];
+  Vec3 from = NurbPoint(*motion.nurb, lo);
+  double rest = target - lengths[hi - 1];
+  for (int i = 0; i < kBisectionSteps; ++i) {
+    double mid = 0.5 * (lo + up);
+    (Distance(from, NurbPoint(*motion.nurb, mid)) < rest ? lo : up) = mid;
+  }
+  return 0.5 * (lo + up);
 }
 
 double PathFraction(const SceneMotionPath& motion, double t) {

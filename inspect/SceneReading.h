@@ -5,7 +5,8 @@
 //
 // How the game's files move, as this reading applies it:
 // - Times of curves are seconds. INFO's start and end count frames in the game's files and whole
-//   seconds in ours (the same version); playback runs past INFO's end to the last key.
+//   seconds in ours (the same version); playback runs past INFO's end to the last key. In a
+//   script, `at N` is seconds and `at frame N` counts frames of INFO's rate.
 // - A follower's world transform is its parent's (by name path), then its leader's, then its
 //   own six slots. A parent that FOLW does not hold leaves the follower under its leader alone.
 // - Rotations are Euler angles in radians; the stored order " ZYX" is read backwards: X turns

@@ -131,6 +131,10 @@ TEST(Scene, FollowersStandWhereTheGameShowsThem) {
   TestScene rooted = withLeader(TestScene(), "Root", {5, 0, 0, 0, 0, 0});
   TestScene xyzOrder = withLeader(TestScene(), "Ship", {0, 0, 0, kHalfTurn, kHalfTurn, 0});
   xyzOrder.leaders.back().order = " XYZ";
+  TestScene cubic = PathScene(1, "", {});  // one cubic span along +X, its parameter uneven in length
+  cubic.paths[0].degree = 3;
+  cubic.paths[0].points = {{0, 0, 0, 1}, {1, 0, 0, 1}, {2, 0, 0, 1}, {10, 0, 0, 1}};
+  cubic.paths[0].knots = {0, 0, 0, 1, 1, 1};
   TestScene rigUnderRoot = RigScene("Root|CAM_group|CAM", "Root|CAM_view");
   rigUnderRoot = withLeader(rigUnderRoot, "Root", {5, 0, 0, 0, 0, 0});
   rigUnderRoot.leaders[1].start = {0, 1, 0, 0, 0, 0};
@@ -159,6 +163,7 @@ TEST(Scene, FollowersStandWhereTheGameShowsThem) {
        {0, 0, 0}, {0, 0, -1}, {0, 0, -1}},
       {"a path leader at a fraction of the arc length", PathScene(1, "", {}), "FOLW_Ship", 1, {5, 0, 0}, {0, 0, 1},
        {1, 0, 0}},
+      {"a cubic path at a fraction of the arc length", cubic, "FOLW_Ship", 1, {5, 0, 0}, {0, 0, 1}, {1, 0, 0}},
   };
   for (const Case& c : cases) {
     NisDocument doc = Read(c.scene.Build());

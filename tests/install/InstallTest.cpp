@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
         CompletionCase{"ExportTakesModelsInAnyCase", "reelwright export ''", "B.GLB\na.ms3d\nc.gltf\nshots\n"},
         CompletionCase{"ExportOutputIsNis", "reelwright export a.ms3d -o ''", "fleet.nis\nshots\ntwo words.nis\n"},
         CompletionCase{"LogTakesAnyFile", "reelwright export --log f", "fleet.nis\nfleet.script\n"},
-        CompletionCase{"DumpOptions", "reelwright dump --", "--json\n--keys\n"},
+        CompletionCase{"DumpOptions", "reelwright dump --", "--frames\n--json\n--keys\n"},
         CompletionCase{"CheckFirstFileIsNis", "reelwright check ''", "fleet.nis\nshots\ntwo words.nis\n"},
         CompletionCase{"CheckSecondFileIsScript", "reelwright check fleet.nis ''", "fleet.script\nshots\n"},
         CompletionCase{"AfterDoubleDashEveryWordIsAFile", "reelwright check -- -x ''", "fleet.script\nshots\n"},
