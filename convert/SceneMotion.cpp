@@ -28,6 +28,7 @@ class EvaluatedScene : public SceneMotion {
       if (in.kind == SceneKind::kCamera) follower.lens = Lens(in, follower.centerOfInterest);
       followers.push_back(std::move(follower));
     }
+    importNodes = ImportNodes(scene_);
   }
 
   std::vector<WorldPose> PosesAt(double seconds) const override {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "inspect/ImportNames.h"
 #include "inspect/NisDocument.h"
 
 namespace rw {
@@ -43,7 +44,8 @@ class SceneMotion {
   double fps = 0;
   int64_t firstFrame = 0, lastFrame = 0;  // the playback range; frame N is at N / fps seconds
   std::vector<MotionFollower> followers;
-  std::vector<std::string> notes;  // what the evaluation assumed or could not place, one line each
+  std::vector<ImportedNode> importNodes;  // what an import makes of `followers` (ImportNodes)
+  std::vector<std::string> notes;         // what the evaluation assumed or could not place, one line each
   // Every follower's pose at `seconds`, in the order of `followers`.
   virtual std::vector<WorldPose> PosesAt(double seconds) const = 0;
 };
