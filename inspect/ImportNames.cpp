@@ -2,6 +2,7 @@
 
 #include <map>
 #include <set>
+#include <utility>
 
 #include "io/Utf8.h"
 #include "nis/NisFormat.h"
@@ -70,47 +71,40 @@ std::string Unique(const std::string& wanted, std::set<std::string>& taken) {
 }  // namespace
 
 std::vector<ImportedNode> ImportNodes(const SceneReading& scene) {
-  // Keyed by the original parts down to a node, so that a node met as a parent and later as a
-  // follower (or a camera's) is one node.
-  std::vector<std::vector<std::string>> parts(scene.followers.size());
-  std::map<std::string, std::string> cameraNames;
+  // First the tree: a node is found by its parent and its own part, so that a node met as a
+  // parent and later as a follower is one node, and a deep path costs no more than its length.
+  std::vector<ImportedNode> nodes;
+  std::vector<std::string> parts;  // each node's own part of the name path
+  std::map<std::pair<size_t, std::string>, size_t> byParentAndPart;
   for (size_t i = 0; i < scene.followers.size(); ++i) {
     if (scene.followers[i].name == kEmptyFollower) continue;
-    parts[i] = PathParts(scene.followers[i].name);
-    std::string key;
-    for (const std::string& part : parts[i]) key += part + kPathSeparator;
-    const std::string camera = CameraName(scene, scene.followers[i], parts[i].back());
-    if (!camera.empty()) cameraNames.emplace(key, camera);
-  }
-  std::vector<ImportedNode> nodes;
-  std::map<std::string, size_t> byKey;
-  std::set<std::string> taken;
-  for (size_t i = 0; i < scene.followers.size(); ++i) {
-    if (parts[i].empty()) continue;
-    std::string key;
     size_t parent = kNoIndex;
-    for (const std::string& part : parts[i]) {
-      key += part + kPathSeparator;
-      auto found = byKey.find(key);
-      if (found == byKey.end()) {
-        const auto camera = cameraNames.find(key);
-        ImportedNode node;
-        node.camera = camera != cameraNames.end();
-        node.name = Unique(node.camera ? camera->second : PlainName(part), taken);
-        node.parent = parent;
-        found = byKey.emplace(key, nodes.size()).first;
-        nodes.push_back(node);
+    for (std::string& part : PathParts(scene.followers[i].name)) {
+      auto found = byParentAndPart.find({parent, part});
+      if (found == byParentAndPart.end()) {
+        found = byParentAndPart.emplace(std::make_pair(parent, part), nodes.size()).first;
+        nodes.emplace_back().parent = parent;
+        parts.push_back(std::move(part));
       }
       parent = found->second;
     }
     // Two followers of the same name: the second gets a node of its own beside the first.
     if (nodes[parent].follower != kNoIndex) {
-      ImportedNode twin = nodes[parent];
-      twin.name = Unique(twin.name, taken);
+      ImportedNode twin;
+      twin.parent = nodes[parent].parent;
       nodes.push_back(twin);
+      parts.push_back(std::string(parts[parent]));
       parent = nodes.size() - 1;
     }
     nodes[parent].follower = i;
+  }
+  // Then the names, in the order the nodes were met.
+  std::set<std::string> taken;
+  for (size_t n = 0; n < nodes.size(); ++n) {
+    const size_t follower = nodes[n].follower;
+    const std::string camera = follower == kNoIndex ? "" : CameraName(scene, scene.followers[follower], parts[n]);
+    nodes[n].camera = !camera.empty();
+    nodes[n].name = Unique(nodes[n].camera ? camera : PlainName(parts[n]), taken);
   }
   return nodes;
 }
@@ -123,9 +117,11 @@ std::vector<size_t> FollowerNodes(const std::vector<ImportedNode>& nodes, size_t
 }
 
 std::string ExportedFollowerName(const std::vector<ImportedNode>& nodes, size_t node) {
-  std::string path;
-  for (size_t n = node; n != kNoIndex; n = nodes[n].parent) path = kPathSeparator + nodes[n].name + path;
-  return kFollowerPrefix + std::string(kPathRoot) + path;
+  std::vector<size_t> down;
+  for (size_t n = node; n != kNoIndex; n = nodes[n].parent) down.push_back(n);
+  std::string name = std::string(kFollowerPrefix) + kPathRoot;
+  for (auto n = down.rbegin(); n != down.rend(); ++n) name += kPathSeparator + nodes[*n].name;
+  return name;
 }
 
 }  // namespace rw
