@@ -1,5 +1,6 @@
 #include "inspect/Check.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <unordered_map>
 #include <unordered_set>
@@ -7,6 +8,7 @@
 #include "inspect/SceneReading.h"
 #include "inspect/TextFormat.h"
 #include "nis/NisFormat.h"
+#include "scriptlang/ScriptReader.h"
 
 namespace rw {
 namespace {
@@ -243,31 +245,9 @@ class DocumentCheck {
 
 // ---- script ----
 
-std::string TrimBlanks(const std::string& text) {
-  size_t first = text.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  size_t last = text.find_last_not_of(" \t\r");
-  return text.substr(first, last - first + 1);
-}
-
-// The line without a "--" comment that stands outside double quotes.
-std::string WithoutComment(const std::string& line) {
-  bool quoted = false;
-  for (size_t i = 0; i + 1 < line.size(); ++i) {
-    if (line[i] == '"') quoted = !quoted;
-    if (!quoted && line[i] == '-' && line[i + 1] == '-') return line.substr(0, i);
-  }
-  return line;
-}
-
-// The name a call's arguments give: the first double-quoted text, or the whole arguments.
-std::string ArgumentName(const std::string& args) {
-  size_t open = args.find('"');
-  if (open != std::string::npos) {
-    size_t close = args.find('"', open + 1);
-    if (close != std::string::npos) return args.substr(open + 1, close - open - 1);
-  }
-  return TrimBlanks(args);
+// The name a call gives: its first argument.
+std::string FirstArgument(const ScriptStatement& statement) {
+  return statement.arguments.empty() ? "" : statement.arguments[0].value;
 }
 
 class ScriptCheck {
@@ -279,48 +259,35 @@ class ScriptCheck {
         cameras_(TableOf(doc, kChunkCmra, doc.cameras, true)) {}
 
   std::vector<Diagnostic> Run(const std::string& text) {
-    size_t lineNumber = 0;
-    for (size_t start = 0; start < text.size();) {
-      size_t end = text.find('\n', start);
-      if (end == std::string::npos) end = text.size();
-      CheckLine(TrimBlanks(text.substr(start, end - start)), ++lineNumber);
-      start = end + 1;
+    const ScriptText script = ReadScriptText(text);
+    for (const ScriptProblem& problem : script.problems) Report(Severity::kWarning, problem.line, problem.what);
+    for (const ScriptBlock& block : script.blocks) {
+      if (followers_.SurelyLacks(block.name)) {
+        Report(Severity::kError, block.line,
+               "with " + QuoteText(block.name) + " names a follower that FOLW does not hold");
+      }
     }
-    return std::move(diagnostics_);
+    for (const ScriptStatement& statement : script.statements) {
+      const std::string name = FirstArgument(statement);
+      if (statement.function == "attack" && followers_.SurelyLacks(name)) {
+        Report(Severity::kError, statement.line,
+               "attack names follower " + QuoteText(name) + ", which FOLW does not hold");
+      } else if (statement.function == "cameraCut") {
+        CheckCameraCut(name, statement.line);
+      }
+    }
+    // In line order, as a reader of the script goes through it.
+    std::stable_sort(found_.begin(), found_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<Diagnostic> diagnostics;
+    for (auto& [line, diagnostic] : found_) diagnostics.push_back(std::move(diagnostic));
+    return diagnostics;
   }
 
  private:
-  void Report(size_t lineNumber, std::string what) {
-    diagnostics_.push_back(
-        {Severity::kError, -1, scriptName_ + " line " + std::to_string(lineNumber), std::move(what)});
+  void Report(Severity severity, size_t lineNumber, std::string what) {
+    found_.push_back(
+        {lineNumber, {severity, -1, scriptName_ + " line " + std::to_string(lineNumber), std::move(what)}});
   }
-
-  void CheckLine(const std::string& raw, size_t lineNumber) {
-    if (raw.compare(0, 5, "with ") == 0) return CheckWithBlock(raw.substr(5), lineNumber);
-    std::string line = TrimBlanks(WithoutComment(raw));
-    size_t open = line.find('(');
-    size_t close = line.rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open) return;
-    std::string function = TrimBlanks(line.substr(0, open));
-    std::string name = ArgumentName(line.substr(open + 1, close - open - 1));
-    if (function == "attack" && followers_.SurelyLacks(name)) {
-      Report(lineNumber, "attack names follower " + QuoteText(name) + ", which FOLW does not hold");
-    } else if (function == "cameraCut") {
-      CheckCameraCut(name, lineNumber);
-    }
-  }
-
-  // A name may hold "--" or end in "{": the line as it is is tried before cutting either.
-  void CheckWithBlock(const std::string& rest, size_t lineNumber) {
-    std::string name = TrimBlanks(rest);
-    if (!followers_.SurelyLacks(name)) return;
-    name = TrimBlanks(WithoutComment(name));
-    if (!name.empty() && name.back() == '{') name = TrimBlanks(name.substr(0, name.size() - 1));
-    if (followers_.SurelyLacks(name)) {
-      Report(lineNumber, "with " + QuoteText(name) + " names a follower that FOLW does not hold");
-    }
-  }
-
   // A cut names a follower (our scripts) or a camera record (the game's), whose follower must
   // then exist.
   void CheckCameraCut(const std::string& name, size_t lineNumber) {
@@ -328,20 +295,22 @@ class ScriptCheck {
     for (const NisCamera& camera : doc_.cameras) {
       if (camera.name != name) continue;
       if (followers_.SurelyLacks(camera.followerName)) {
-        Report(lineNumber, "cameraCut names camera " + QuoteText(name) + ", whose follower " +
-                               QuoteText(camera.followerName) + " FOLW does not hold");
+        Report(Severity::kError, lineNumber,
+               "cameraCut names camera " + QuoteText(name) + ", whose follower " + QuoteText(camera.followerName) +
+                   " FOLW does not hold");
       }
       return;
     }
     if (followers_.complete && cameras_.complete) {
-      Report(lineNumber, "cameraCut names " + QuoteText(name) + ", neither a follower nor a camera of the file");
+      Report(Severity::kError, lineNumber,
+             "cameraCut names " + QuoteText(name) + ", neither a follower nor a camera of the file");
     }
   }
 
   const NisDocument& doc_;
   const std::string& scriptName_;
   NameTable followers_, cameras_;
-  std::vector<Diagnostic> diagnostics_;
+  std::vector<std::pair<size_t, Diagnostic>> found_;
 };
 
 }  // namespace

@@ -17,8 +17,9 @@ namespace rw {
 // that is missing or was only partly read is not followed: the chunk's own fault stands for it.
 std::vector<Diagnostic> CheckNisDocument(const NisDocument& doc);
 // The `with NAME` blocks and the "attack" and "cameraCut" arguments of a script against the
-// document's followers and cameras. `scriptName` leads each diagnostic's place
-// ("x.script line 7"); script diagnostics have no byte offset.
+// document's followers and cameras (errors), and what the script reader had to guess at
+// (warnings), in line order. `scriptName` leads each diagnostic's place ("x.script line 7");
+// script diagnostics have no byte offset.
 std::vector<Diagnostic> CheckScriptText(const NisDocument& doc, const std::string& text, const std::string& scriptName);
 
 }  // namespace rw

@@ -81,6 +81,13 @@ TEST(Check, EveryKindOfBrokenReferenceIsReportedWhereItStands) {
       {scene, "at frame 1\n  cameraCut(\"CAM_Main\") -- first shot\nwith FOLW_Root|Ship { -- block\n}\n", {}},
       {scene, "-- attack(\"nobody\")\n\tfire(\"FOLW_Nobody\")\n\tAttack(\"FOLW_Nobody\")\n", {}},
       {scene, "at 1\n\tattack(\"FOLW_Root|Ship\", \"FOLW_Nobody\")\n", {}},
+      // "--" inside quotes and names is no comment; what the reader had to guess at is a warning.
+      {Changed([](TestScene& t) { t.followers.push_back({"FOLW_Root|A--B", "LEAD_Root|Ship", "Ship", "", Slots("")}); }),
+       "cameraCut(\"FOLW_Root|A--B\") -- x\nwith FOLW_Root|A--B {\n\tattack(\"FOLW_Root|A--B\")--x\n}\n", {}},
+      {scene, "with FOLW_Root|Ship {\n\tat soon\n\tcameraCut(\"CAM--Main\")\n",
+       {"warning: x.script line 1: the block opened here is not closed",
+        "warning: x.script line 2: at needs a number of seconds; the time stays as it was",
+        R"(error: x.script line 3: cameraCut names "CAM--Main", neither a follower nor a camera of the file)"}},
       {noFollower, "at frame 1\n\tcameraCut(\"CAM_Main\")\n",
        {R"(warning at byte 2923: CMRA #1 followerName: names follower "FOLW_Root|CAM_Mian", which FOLW does not hold)",
         R"(error: x.script line 2: cameraCut names camera "CAM_Main", whose follower "FOLW_Root|CAM_Mian" FOLW does not hold)"}},
