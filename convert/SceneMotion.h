@@ -36,6 +36,7 @@ struct MotionFollower {
   std::string objectClass, blueprint;
   std::optional<CameraLens> lens;  // set for a camera's follower
   std::string centerOfInterest;    // the follower a camera looks at; empty: none
+  std::string cameraRecord;        // the name of the camera record on it; empty: none
 };
 
 class SceneMotion {

@@ -90,7 +90,7 @@ std::string WriteGlb(const GltfOutScene& scene) {
   gltf.asset.extras = ExtrasValue(scene.assetExtras);
   gltf.extras = ExtrasValue(scene.rootExtras);
   gltf.buffers.emplace_back();
-  gltf.scenes.emplace_back();
+  gltf.scenes.emplace_back().extras = ExtrasValue(scene.sceneExtras);
   gltf.defaultScene = 0;
 
   tinygltf::Animation animation;

@@ -38,6 +38,7 @@ struct GltfOutScene {
   std::vector<GltfOutNode> nodes;
   std::string animationName;
   GltfExtras assetExtras, rootExtras;
+  GltfExtras sceneExtras;  // the glTF scene's own (a reader joins them to the asset's)
 };
 
 // The .glb bytes of the scene; every text is made valid UTF-8 with U+FFFD. A node's rest pose is its first sample.

@@ -97,6 +97,41 @@ TEST(ImportCompare, OurExportComesBackWithItsScript) {
   ASSERT_EQ(Reelwright(scratch, "export fleet.glb -o back.nis -q").code, 0);
   const Outcome compared = Reelwright(scratch, "compare fleet.nis back.nis");
   EXPECT_EQ(compared.code, 0) << compared.out;
+  EXPECT_EQ(test::ReadFileBytes(scratch.Path("back.script")), test::ReadFileBytes(scratch.Path("fleet.script")));
+}
+
+// The script's events through import and export: names as the import gave them, a block's events
+// on its node, and the scene's comment filled to its last byte, the rest reported.
+TEST(ImportCompare, TheScriptsEventsComeBackUnderTheNewNames) {
+  const std::string ship(40, 's');
+  // OPT_FPS=24, Num Events=1 and Event0=0|f|"..." with 986 bytes quoted: 1,023 bytes.
+  const auto filling = [](size_t bytes) { return "at 0\n\tf(\"" + std::string(bytes, 'x') + "\")\n"; };
+  struct Case {
+    const char* name;
+    std::string script, warnings, back;
+  };
+  const Case cases[] = {
+      {"renamed targets, a block, a block of no follower",
+       "at frame 24\n\tcameraCut(M\xE9in)\n\tattack(\"FOLW_Root|" + ship + "\") -- the ship\n"
+       "with FOLW_Root|" + ship + " {\nat 2\n\thide()\n}\nwith Nobody {\n\tshow()\n}\n",
+       "reelwright: a.script: warning: left out of the events: 1 events of Nobody: no such follower\n",
+       "at 1\n\tcameraCut(\"FOLW_Root|CAM_M_in\")\n\tattack(\"FOLW_Root|" + ship.substr(0, 31) + "\")\n\n"
+       "with FOLW_Root|" + ship.substr(0, 31) + "\n{\n\tat 2\n\t\thide()\n}\n\n"},
+      {"a comment of exactly 1,023 bytes", filling(986), "", "at 0\n\tf(\"" + std::string(986, 'x') + "\")\n\n"},
+      {"a byte more", filling(987),
+       "reelwright: a.script: warning: left out of the events: 1 global events do not fit the scene's comment of "
+       "1,023 bytes\n", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const test::ScratchDir scratch;
+    test::WriteFileBytes(scratch.Path("a.nis"), RenamedScene());
+    test::WriteFileBytes(scratch.Path("a.script"), c.script);
+    const Outcome import = test::Run(scratch.dir(), "exec '" RW_REELWRIGHT "' import a.nis 2>&1 >/dev/null");
+    EXPECT_EQ(import.out, c.warnings);
+    ASSERT_EQ(Reelwright(scratch, "export a.glb -o b.nis -q").code, 0);
+    EXPECT_EQ(c.back.empty() ? "" : test::ReadFileBytes(scratch.Path("b.script")), c.back);
+  }
 }
 
 // The JSON chunk of a .glb.
