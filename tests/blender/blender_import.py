@@ -199,6 +199,11 @@ def check_own_export_comes_back():
     statements = lambda path: sorted(line.strip() for line in open(path) if "(" in line)
     if statements(os.path.join(examples, "fleet.script")) != statements(os.path.join(work, "again.script")):
         fail("the script's events changed:\n%s" % open(os.path.join(work, "again.script")).read())
+    # A second import into the same file: Blender names the new objects otherwise, and says so.
+    _, reports = import_file(source)
+    if "Warning: Names taken by objects already in the file, so Blender named these otherwise and the export " \
+       "will too: Fleet, Ship1, CAM_Main" not in reports:
+        fail("a second import's reports:\n%s" % "\n".join(reports))
 
 
 def check_other_layouts():
