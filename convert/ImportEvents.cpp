@@ -1,6 +1,7 @@
 #include "convert/ImportEvents.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <map>
 
@@ -106,10 +107,12 @@ std::string RenamedArguments(const ScriptStatement& call, const NodeFinder& find
   return renamed + written.substr(std::min(at, written.size()));
 }
 
+// Whole seconds without a point (the exporter's time lines are whole seconds); others to 6 digits.
 std::string SecondsText(double seconds) {
+  constexpr double kLongestWhole = 1e15;  // past it "%.0f" would be a long row of digits
   char text[32];
-  std::snprintf(text, sizeof text, seconds == static_cast<double>(static_cast<long long>(seconds)) ? "%.0f" : "%.6g",
-                seconds);
+  const bool whole = std::fabs(seconds) < kLongestWhole && std::trunc(seconds) == seconds;
+  std::snprintf(text, sizeof text, whole ? "%.0f" : "%.6g", seconds);
   return text;
 }
 
