@@ -30,7 +30,6 @@ BLENDER_AXIS_LETTER = "XYZ"
 CAMERA_TURN = Matrix.Rotation(math.pi / 2, 4, 'X')
 CAMERA_TURN_QUATERNION = CAMERA_TURN.to_quaternion()
 KIND_DRAW = {"ship": 'ARROWS', "effect": 'SPHERE', "target": 'CUBE'}
-PLACEHOLDER_FOLLOWER = "FOLW_Empty"
 SLOT_FIELDS = ("translateXCurve", "translateYCurve", "translateZCurve", "rotateXCurve", "rotateYCurve", "rotateZCurve")
 # Class numbers of the older record layout: 0 is a ship, 11 cameras, views and helper nodes.
 OLDER_CLASSES = {0: "Ship", 11: "camera"}
@@ -274,7 +273,6 @@ class SceneBuilder:
                 self.animate_by_curves(obj, [("static", 0.0)] * 6, "XYZ")
             nodes.append(obj)
             self.count["objects"] += 1
-        self.nodes = nodes
         for number, camera in enumerate(cameras):
             if camera["follower"] is None:
                 self.unmapped.append("camera %s: its follower is not in the file" % camera["name"])
