@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* kReplacementCharacter = "\xEF\xBF\xBD";  // the glTF writer's for a byte that is not UTF-8
 constexpr const char* kFreeTextKey = "comment";
+constexpr char kEventSeparator = '|';
 
 size_t WrittenBytes(const std::string& text) { return ValidUtf8(text, kReplacementCharacter).size(); }
 
@@ -78,9 +79,10 @@ class NodeFinder {
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
-// The arguments of a call with the names the import changed changed the same way.
-std::string RenamedArguments(const ScriptStatement& call, const NodeFinder& finder,
-                             const std::vector<ImportedNode>& nodes) {
+// The arguments of a call with the names the import changed changed the same way; false for a
+// cameraCut or attack that names no node (the export would refuse it).
+bool RenameArguments(const ScriptStatement& call, const NodeFinder& finder, const std::vector<ImportedNode>& nodes,
+                     std::string& arguments) {
   const size_t open = call.text.find('('), close = call.text.rfind(')');
   const std::string written = open < close ? call.text.substr(open + 1, close - open - 1) : "";
   if (call.function == "cameraCut" || call.function == "attack") {
@@ -88,9 +90,11 @@ std::string RenamedArguments(const ScriptStatement& call, const NodeFinder& find
     if (target.size() >= 2 && target.front() == '"' && target.back() == '"')
       target = target.substr(1, target.size() - 2);
     const size_t node = finder.Find(target);
-    return node == kNoIndex ? written : Quoted(nodes[node].name);
+    if (node == kNoIndex) return false;
+    arguments = Quoted(nodes[node].name);
+    return true;
   }
-  // Each quoted text that names a follower; a whole path stays a whole path.
+  // Each quoted text that names a follower.
   std::string renamed;
   size_t at = 0;
   for (;;) {
@@ -98,13 +102,11 @@ std::string RenamedArguments(const ScriptStatement& call, const NodeFinder& find
     if (first == std::string::npos || last == std::string::npos) break;
     const std::string name = written.substr(first + 1, last - first - 1);
     const size_t node = finder.Find(name);
-    renamed += written.substr(at, first - at) + Quoted(node == kNoIndex ? name
-                                                       : name.find('|') == std::string::npos
-                                                           ? nodes[node].name
-                                                           : ExportedFollowerName(nodes, node));
+    renamed += written.substr(at, first - at) + Quoted(node == kNoIndex ? name : nodes[node].name);
     at = last + 1;
   }
-  return renamed + written.substr(std::min(at, written.size()));
+  arguments = renamed + written.substr(std::min(at, written.size()));
+  return true;
 }
 
 // Whole seconds without a point (the exporter's time lines are whole seconds); others to 6 digits.
@@ -126,14 +128,24 @@ std::vector<std::string> ImportEvents(const std::string& script, const SceneMoti
   std::vector<std::string> global, leftOut;
   std::map<size_t, std::vector<std::string>> byNode;
   std::map<std::string, size_t> unknownBlocks;
-  size_t notCalls = 0;
+  size_t notCalls = 0, noTarget = 0, withBar = 0;
+  std::string arguments;
   for (const ScriptStatement& statement : text.statements) {
     if (statement.function.empty()) {
       ++notCalls;
       continue;
     }
-    const std::string event = SecondsText(ScriptSeconds(statement, motion.fps)) + "|" + statement.function + "|" +
-                              RenamedArguments(statement, finder, motion.importNodes);
+    if (!RenameArguments(statement, finder, motion.importNodes, arguments)) {
+      ++noTarget;
+      continue;
+    }
+    // The event text ends its function at its last "|": arguments cannot hold one.
+    if (arguments.find(kEventSeparator) != std::string::npos) {
+      ++withBar;
+      continue;
+    }
+    const std::string event = SecondsText(ScriptSeconds(statement, motion.fps)) + kEventSeparator + statement.function +
+                              kEventSeparator + arguments;
     if (statement.block.empty()) {
       global.push_back(event);
     } else if (const size_t node = finder.Find(statement.block); node != kNoIndex) {
@@ -150,6 +162,8 @@ std::vector<std::string> ImportEvents(const std::string& script, const SceneMoti
       leftOut.push_back(Count(over, "events of ") + scene.nodes[node].name + " do not fit its comment of 1,023 bytes");
   for (const auto& [block, count] : unknownBlocks)
     leftOut.push_back(Count(count, "events of ") + block + ": no such follower");
+  if (noTarget) leftOut.push_back(Count(noTarget, "cameraCut or attack events name no follower"));
+  if (withBar) leftOut.push_back(Count(withBar, "events with \"|\" in their arguments, which an event cannot hold"));
   if (notCalls) leftOut.push_back(Count(notCalls, "script lines that are no event"));
   for (const ScriptProblem& problem : text.problems)
     leftOut.push_back("line " + std::to_string(problem.line) + ": " + problem.what);

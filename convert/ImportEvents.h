@@ -20,7 +20,8 @@ constexpr size_t kEventCommentBytes = 1023;
 // after the extras already there, as many as fit a comment of 1,023 bytes. `cameraCut` and
 // `attack` name their node by the name the import gave; quoted arguments naming a follower are
 // renamed likewise. Returns what was left out, one line each (the events that do not fit, blocks
-// naming no node, statements that are no call); the whole script stays in the root's extras.
+// and cameraCut or attack naming no node, arguments holding "|", statements that are no call);
+// the whole script stays in the root's extras.
 std::vector<std::string> ImportEvents(const std::string& script, const SceneMotion& motion, GltfOutScene& scene);
 
 }  // namespace rw

@@ -111,10 +111,13 @@ TEST(ImportCompare, TheScriptsEventsComeBackUnderTheNewNames) {
     std::string script, warnings, back;
   };
   const Case cases[] = {
-      {"renamed targets, a block, a block of no follower",
+      {"renamed targets, a block; a target and a block of no follower, a bar",
        "at frame 24\n\tcameraCut(M\xE9in)\n\tattack(\"FOLW_Root|" + ship + "\") -- the ship\n"
-       "with FOLW_Root|" + ship + " {\nat 2\n\thide()\n}\nwith Nobody {\n\tshow()\n}\n",
-       "reelwright: a.script: warning: left out of the events: 1 events of Nobody: no such follower\n",
+       "\tattack(Nobody)\n\tsay(\"a|b\")\nwith FOLW_Root|" + ship + " {\nat 2\n\thide()\n}\nwith Nobody {\n\tshow()\n}\n",
+       "reelwright: a.script: warning: left out of the events: 1 events of Nobody: no such follower\n"
+       "reelwright: a.script: warning: left out of the events: 1 cameraCut or attack events name no follower\n"
+       "reelwright: a.script: warning: left out of the events: 1 events with \"|\" in their arguments, which an event "
+       "cannot hold\n",
        "at 1\n\tcameraCut(\"FOLW_Root|CAM_M_in\")\n\tattack(\"FOLW_Root|" + ship.substr(0, 31) + "\")\n\n"
        "with FOLW_Root|" + ship.substr(0, 31) + "\n{\n\tat 2\n\t\thide()\n}\n\n"},
       {"a comment of exactly 1,023 bytes", filling(986), "", "at 0\n\tf(\"" + std::string(986, 'x') + "\")\n\n"},
