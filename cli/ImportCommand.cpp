@@ -9,6 +9,7 @@
 #include "cli/Cli.h"
 #include "cli/OutputPlan.h"
 #include "cli/StagedFiles.h"
+#include "convert/ImportEvents.h"
 #include "convert/NisToGltf.h"
 #include "convert/SceneCompare.h"
 #include "inspect/NisDocument.h"
@@ -82,7 +83,10 @@ int ImportCommand(const std::vector<std::string>& words, std::ostream& out, std:
     ReportFileError(err, args.nisPath, "error: " + tooLarge);
     return kExitFailed;
   }
-  const GltfOutScene scene = ImportToGltf(*motion, script, FileName(args.nisPath));
+  GltfOutScene scene = ImportToGltf(*motion, script, FileName(args.nisPath));
+  // What the extras cannot carry is still in the whole script the scene keeps.
+  for (const std::string& left : ImportEvents(script, *motion, scene))
+    ReportFileError(err, args.scriptPath, "warning: left out of the events: " + left);
   std::string writeProblem;
   if (!WriteFileStaged(args.outputPath, WriteGlb(scene), args.force, writeProblem)) {
     ReportFileError(err, args.outputPath, "error: " + writeProblem);

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <map>
 
-#include "convert/ImportNames.h"
 #include "nis/NisFormat.h"
 
 namespace rw {
@@ -51,20 +50,10 @@ std::optional<GltfCamera> CameraOf(const CameraLens& lens) {
 }  // namespace
 
 GltfOutScene ImportToGltf(const SceneMotion& motion, const std::string& script, const std::string& sourceName) {
-  // The placeholder follower every export writes stands for no object.
-  std::vector<size_t> kept;
-  std::vector<std::string> names;
-  std::vector<bool> cameras;
-  for (size_t i = 0; i < motion.followers.size(); ++i) {
-    if (motion.followers[i].name == kEmptyFollower) continue;
-    kept.push_back(i);
-    names.push_back(motion.followers[i].name);
-    cameras.push_back(motion.followers[i].lens.has_value());
-  }
-  const std::vector<ImportedNode> nodes = ImportNodes(names, cameras);
+  const std::vector<ImportedNode>& nodes = motion.importNodes;
   std::map<std::string, std::string> nodeNameOf;  // by follower name: the first follower of a name
   for (const ImportedNode& node : nodes)
-    if (node.follower >= 0) nodeNameOf.emplace(names[static_cast<size_t>(node.follower)], node.name);
+    if (node.follower != kNoIndex) nodeNameOf.emplace(motion.followers[node.follower].name, node.name);
 
   GltfOutScene scene;
   scene.animationName = sourceName;
@@ -74,13 +63,13 @@ GltfOutScene ImportToGltf(const SceneMotion& motion, const std::string& script, 
   for (const ImportedNode& node : nodes) {
     GltfOutNode out;
     out.name = node.name;
-    out.parent = node.parent;
-    if (node.follower >= 0) {
-      const MotionFollower& follower = motion.followers[kept[static_cast<size_t>(node.follower)]];
+    out.parent = node.parent == kNoIndex ? -1 : static_cast<int>(node.parent);
+    if (node.follower != kNoIndex) {
+      const MotionFollower& follower = motion.followers[node.follower];
       out.extras.texts[kExtrasNisName] = follower.name;
       if (!follower.objectClass.empty()) out.extras.texts[kOptionSobType] = follower.objectClass;
       if (!follower.blueprint.empty()) out.extras.texts[kOptionSobName] = follower.blueprint;
-      if (follower.lens) {
+      if (follower.lens && node.camera) {
         out.camera = CameraOf(*follower.lens);
         if (!follower.lens->focalLengthCurve.empty())
           out.extras.texts[kExtrasFocalCurve] = follower.lens->focalLengthCurve;
@@ -98,13 +87,13 @@ GltfOutScene ImportToGltf(const SceneMotion& motion, const std::string& script, 
     scene.times.push_back(seconds);
     const std::vector<WorldPose> poses = motion.PosesAt(seconds);
     for (size_t n = 0; n < nodes.size(); ++n) {
-      const int parent = nodes[n].parent;
-      const WorldPose parentPose = parent < 0 ? WorldPose{} : world[static_cast<size_t>(parent)];
-      if (nodes[n].follower < 0) {
+      const size_t parent = nodes[n].parent;
+      const WorldPose parentPose = parent == kNoIndex ? WorldPose{} : world[parent];
+      if (nodes[n].follower == kNoIndex) {
         world[n] = parentPose;
         continue;
       }
-      world[n] = poses[kept[static_cast<size_t>(nodes[n].follower)]];
+      world[n] = poses[nodes[n].follower];
       const WorldPose local = Relative(parentPose, world[n]);
       scene.nodes[n].translations.push_back(local.position);
       scene.nodes[n].rotations.push_back(local.rotation);

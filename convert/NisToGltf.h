@@ -1,7 +1,7 @@
 // A NIS file's scene as an animated glTF scene, for any tool that opens glTF: every follower a
 // node (parented by its name path), its translation and rotation sampled at every frame of the
 // playback range, a camera's follower carrying a glTF camera, classes and the script in extras.
-// The nodes are named so that exporting the glTF again gives the same followers (ImportNames.h)
+// The nodes are named so that exporting the glTF again gives the same followers (inspect/ImportNames.h)
 // and the same motion at every frame.
 #ifndef REELWRIGHT_CONVERT_NISTOGLTF_H
 #define REELWRIGHT_CONVERT_NISTOGLTF_H

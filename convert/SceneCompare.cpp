@@ -4,7 +4,6 @@
 #include <cmath>
 #include <unordered_map>
 
-#include "convert/ImportNames.h"
 #include "nis/NisFormat.h"
 
 namespace rw {
@@ -26,16 +25,17 @@ void KeepWorst(double value, int64_t frame, bool start, double& worst, int64_t& 
 
 // The names `first`'s followers have in the second file.
 std::vector<std::string> ExpectedNames(const SceneMotion& first, const CompareOptions& options) {
-  std::vector<std::string> names;
-  std::vector<bool> isCamera;
-  for (const MotionFollower& follower : first.followers) {
-    names.push_back(follower.name);
-    isCamera.push_back(follower.lens.has_value());
-  }
-  std::vector<std::string> expected = options.imported ? NamesAfterImport(names, isCamera) : names;
-  for (size_t i = 0; i < names.size(); ++i) {
-    const auto found = options.renamed.find(names[i]);
-    if (found != options.renamed.end()) expected[i] = found->second;
+  std::vector<std::string> expected;
+  const std::vector<size_t> nodes = FollowerNodes(first.importNodes, first.followers.size());
+  for (size_t i = 0; i < first.followers.size(); ++i) {
+    const std::string& name = first.followers[i].name;
+    const auto found = options.renamed.find(name);
+    if (found != options.renamed.end())
+      expected.push_back(found->second);
+    else if (options.imported && nodes[i] != kNoIndex)
+      expected.push_back(ExportedFollowerName(first.importNodes, nodes[i]));
+    else
+      expected.push_back(name);
   }
   return expected;
 }

@@ -26,8 +26,10 @@ class EvaluatedScene : public SceneMotion {
         follower.blueprint = doc.followers[i].blueprint;
       }
       if (in.kind == SceneKind::kCamera) follower.lens = Lens(in, follower.centerOfInterest);
+      if (in.camera != kNoIndex) follower.cameraRecord = scene_.cameras[in.camera].name;
       followers.push_back(std::move(follower));
     }
+    importNodes = ImportNodes(scene_);
   }
 
   std::vector<WorldPose> PosesAt(double seconds) const override {

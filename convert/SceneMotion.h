@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "inspect/ImportNames.h"
 #include "inspect/NisDocument.h"
 
 namespace rw {
@@ -35,6 +36,7 @@ struct MotionFollower {
   std::string objectClass, blueprint;
   std::optional<CameraLens> lens;  // set for a camera's follower
   std::string centerOfInterest;    // the follower a camera looks at; empty: none
+  std::string cameraRecord;        // the name of the camera record on it; empty: none
 };
 
 class SceneMotion {
@@ -43,7 +45,8 @@ class SceneMotion {
   double fps = 0;
   int64_t firstFrame = 0, lastFrame = 0;  // the playback range; frame N is at N / fps seconds
   std::vector<MotionFollower> followers;
-  std::vector<std::string> notes;  // what the evaluation assumed or could not place, one line each
+  std::vector<ImportedNode> importNodes;  // what an import makes of `followers` (ImportNodes)
+  std::vector<std::string> notes;         // what the evaluation assumed or could not place, one line each
   // Every follower's pose at `seconds`, in the order of `followers`.
   virtual std::vector<WorldPose> PosesAt(double seconds) const = 0;
 };

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "convert/ImportEvents.h"
 #include "convert/NisToGltf.h"
 #include "convert/SceneCompare.h"
 #include "inspect/NisDocument.h"
@@ -19,10 +20,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string error;
   if (!rw::ReadNisDocument(data, size, doc, error)) return 0;
   const std::unique_ptr<rw::SceneMotion> motion = rw::ReadSceneMotion(doc);
-  // The tail of the input doubles as the script, kept in the file's extras.
+  // The tail of the input doubles as the script: kept whole in the extras, its events in the scene's and nodes'.
   const std::string script(reinterpret_cast<const char*>(data) + size / 2, size - size / 2);
   if (!rw::SamplingProblem(*motion, 2 * motion->followers.size() * kShortSceneFactor).empty()) return 0;
-  rw::ReadGltf(rw::WriteGlb(rw::ImportToGltf(*motion, script, "fuzz.nis")));
+  rw::GltfOutScene scene = rw::ImportToGltf(*motion, script, "fuzz.nis");
+  rw::ImportEvents(script, *motion, scene);
+  rw::ReadGltf(rw::WriteGlb(scene));
   std::vector<std::string> unmatched;
   rw::CompareScenes(*motion, *motion, rw::CompareOptions{{}, true}, unmatched);
   return 0;

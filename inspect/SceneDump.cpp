@@ -4,6 +4,8 @@
 #include <cmath>
 #include <unordered_map>
 
+#include "inspect/ImportNames.h"
+
 namespace rw {
 namespace {
 
@@ -86,6 +88,15 @@ void AppendFixed(std::string& line, double value, int decimals) {
 }  // namespace
 
 void WriteSceneSection(const SceneReading& scene, JsonWriter& json) {
+  const std::vector<ImportedNode> nodes = ImportNodes(scene);
+  const std::vector<size_t> nodeOf = FollowerNodes(nodes, scene.followers.size());
+  auto importName = [&](size_t follower) {
+    json.Key("importName");
+    if (follower == kNoIndex || nodeOf[follower] == kNoIndex)
+      json.Null();
+    else
+      json.String(nodes[nodeOf[follower]].name);
+  };
   json.Key("scene");
   json.BeginObject();
   json.Key("fps");
@@ -138,6 +149,20 @@ void WriteSceneSection(const SceneReading& scene, JsonWriter& json) {
     Index(json, "aimAt", follower.aimAt);
     Index(json, "camera", follower.camera);
     if (!follower.keys) Slots(json, follower.own);
+    importName(&follower - scene.followers.data());
+    json.EndObject();
+  }
+  json.EndArray();
+  json.Key("importNodes");
+  json.BeginArray();
+  for (const ImportedNode& node : nodes) {
+    json.BeginObject(true);
+    json.Key("name");
+    json.String(node.name);
+    Index(json, "parent", node.parent);
+    Index(json, "follower", node.follower);
+    json.Key("camera");
+    json.Bool(node.camera);
     json.EndObject();
   }
   json.EndArray();
@@ -150,6 +175,7 @@ void WriteSceneSection(const SceneReading& scene, JsonWriter& json) {
     Index(json, "follower", camera.follower);
     Index(json, "centerOfInterest", camera.centerOfInterest);
     CurveName(json, "focalLengthCurve", camera.focalLength);
+    importName(camera.follower);
     json.EndObject();
   }
   json.EndArray();

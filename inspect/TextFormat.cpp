@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "io/Utf8.h"
+
 namespace rw {
 namespace {
 
@@ -14,27 +16,6 @@ std::string ShortestText(T number) {
   char text[64];
   auto result = std::to_chars(text, text + sizeof text, number);
   return std::string(text, result.ptr);
-}
-
-// Length of the well-formed UTF-8 sequence at bytes[at], or 0 when the byte there starts none.
-size_t Utf8SequenceLength(const std::string& bytes, size_t at) {
-  auto byte = [&](size_t index) { return index < bytes.size() ? static_cast<unsigned char>(bytes[index]) : 0u; };
-  auto continues = [&](size_t index) { return (byte(index) & 0xC0u) == 0x80u; };
-  unsigned lead = byte(at), second = byte(at + 1);
-  if (lead >= 0xC2 && lead <= 0xDF) return continues(at + 1) ? 2 : 0;
-  if (lead >= 0xE0 && lead <= 0xEF) {
-    // no overlong form, no surrogate
-    bool wellFormed =
-        continues(at + 1) && continues(at + 2) && !(lead == 0xE0 && second < 0xA0) && !(lead == 0xED && second >= 0xA0);
-    return wellFormed ? 3 : 0;
-  }
-  if (lead >= 0xF0 && lead <= 0xF4) {
-    // no overlong form, nothing beyond U+10FFFF
-    bool wellFormed = continues(at + 1) && continues(at + 2) && continues(at + 3) && !(lead == 0xF0 && second < 0x90) &&
-                      !(lead == 0xF4 && second >= 0x90);
-    return wellFormed ? 4 : 0;
-  }
-  return 0;
 }
 
 void AppendEscape(std::string& out, const char* format, unsigned byte) {
@@ -58,7 +39,7 @@ std::string JsonString(const std::string& bytes) {
   std::string out = "\"";
   for (size_t at = 0; at < bytes.size();) {
     unsigned char byte = static_cast<unsigned char>(bytes[at]);
-    size_t sequence = byte >= 0x80 ? Utf8SequenceLength(bytes, at) : 0;
+    size_t sequence = byte >= 0x80 ? Utf8CharLength(bytes, at) : 0;
     if (byte == '"' || byte == '\\') {
       out += '\\';
       out += static_cast<char>(byte);

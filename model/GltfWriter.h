@@ -38,14 +38,8 @@ struct GltfOutScene {
   std::vector<GltfOutNode> nodes;
   std::string animationName;
   GltfExtras assetExtras, rootExtras;
+  GltfExtras sceneExtras;  // the glTF scene's own (a reader joins them to the asset's)
 };
-
-// The length of the longest start of `bytes`, at most `limit` bytes, that ends between two
-// characters of UTF-8; bytes that are not part of well-formed UTF-8 count as characters of one byte.
-size_t Utf8Prefix(const std::string& bytes, size_t limit);
-// `bytes` with every byte that is not part of well-formed UTF-8 replaced by `replacement`
-// (glTF's JSON is UTF-8; a NIS file's texts may be in any code page).
-std::string ValidUtf8(const std::string& bytes, const std::string& replacement);
 
 // The .glb bytes of the scene; every text is made valid UTF-8 with U+FFFD. A node's rest pose is its first sample.
 // Quaternions of neighbouring samples are given the same hemisphere, so every tool turns the short way.

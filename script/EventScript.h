@@ -25,6 +25,8 @@ using EventList = std::vector<std::string>;
 // and reading it literally would mean billions of entries.
 constexpr int32_t kMaxEventCount = 10000;
 
+// The key of an event list's count.
+constexpr const char* kEventCountKey = "Num Events";
 // "Event" followed by the index in plain decimal: the key of entry index of an event list.
 std::string EventKey(uint32_t index);
 

@@ -17,7 +17,6 @@ constexpr const char* kStageName = "NIS Script Export";
 constexpr const char* kScriptExtension = "script";
 // Text mode: each "\n" of the script becomes the system's line end (CR LF on Windows).
 constexpr const char* kScriptFileMode = "wt";
-constexpr const char* kEventCountKey = "Num Events";
 constexpr const char* kEventKeyPrefix = "Event";
 constexpr const char* kModelOwner = "the model comment";
 

@@ -4,7 +4,8 @@
 # motion that has no curve of its own), so Blender, the preview and `check` agree on what a file
 # means. Followers become objects (cameras for camera records), curves become F-curves with the
 # file's own tangents, and the .script beside the file becomes markers, the panel's events and a
-# text block. Names follow the exporter's naming contract, so the scene exports again as it came.
+# text block. Objects take the names the dump gives them (the scene section's import nodes), the
+# same names `reelwright import` gives, so the scene exports again under names known in advance.
 import json
 import math
 import os
@@ -19,8 +20,6 @@ from mathutils import Matrix, Quaternion, Vector
 from . import scene_rules as rules
 from .export_nis import program_path
 
-# The exporter reads bone names into 32-byte buffers: 31 bytes and the terminator.
-NAME_BYTES = 31
 FOLLOWER_PREFIX = "FOLW_"
 # The file is Y up, Blender Z up: a file vector (x, y, z) is Blender's (x, -z, y).
 # Where a file axis lands in Blender (index) and with which sign.
@@ -31,7 +30,6 @@ BLENDER_AXIS_LETTER = "XYZ"
 CAMERA_TURN = Matrix.Rotation(math.pi / 2, 4, 'X')
 CAMERA_TURN_QUATERNION = CAMERA_TURN.to_quaternion()
 KIND_DRAW = {"ship": 'ARROWS', "effect": 'SPHERE', "target": 'CUBE'}
-PLACEHOLDER_FOLLOWER = "FOLW_Empty"
 SLOT_FIELDS = ("translateXCurve", "translateYCurve", "translateZCurve", "rotateXCurve", "rotateYCurve", "rotateZCurve")
 # Class numbers of the older record layout: 0 is a ship, 11 cameras, views and helper nodes.
 OLDER_CLASSES = {0: "Ship", 11: "camera"}
@@ -54,37 +52,7 @@ def run_dump(program, *words):
         raise ImportProblem("reelwright dump gave no readable JSON: %s" % problem)
 
 
-# ---- Names ---------------------------------------------------------------------------------------
-
-def cut_to_bytes(text, limit):
-    """The start of `text` that fits in `limit` UTF-8 bytes, never splitting a character."""
-    data = text.encode("utf-8")
-    return text if len(data) <= limit else data[:limit].decode("utf-8", "ignore")
-
-
-class Names:
-    """Object names by the exporter's contract: at most 31 bytes, unique among Blender's objects,
-    CAM_ before a camera and only there, never the IG_ that would drop the object."""
-
-    def __init__(self):
-        self.taken = set(bpy.data.objects.keys())
-        self.shortened = 0
-
-    def make(self, wanted, camera, keep_prefix=False):
-        if camera and not wanted.startswith(rules.CAMERA_PREFIX):
-            wanted = rules.CAMERA_PREFIX + wanted
-        elif not camera and not keep_prefix and wanted.startswith((rules.CAMERA_PREFIX, rules.IGNORED_PREFIX)):
-            wanted = "_" + wanted
-        name, number = cut_to_bytes(wanted, NAME_BYTES), 1
-        while name in self.taken or not name:
-            number += 1
-            suffix = "~%d" % number
-            name = cut_to_bytes(wanted, NAME_BYTES - len(suffix)) + suffix
-        if name != wanted:
-            self.shortened += 1
-        self.taken.add(name)
-        return name
-
+# ---- Names ------------------------------------------------------------------------------------
 
 def name_path(follower_name):
     """The parts of a follower's name path: FOLW_Root|Fleet|Ship1 gives [Root, Fleet, Ship1]."""
@@ -217,8 +185,9 @@ class SceneBuilder:
         self.curves = {c["name"]: c for c in dump["curves"]}
         self.records = {f["name"]: f for f in dump["followers"]}
         self.leader_records = dump["leaders"]
-        self.names = Names()
-        self.objects = []  # Blender object of each scene follower (None for the placeholder)
+        self.objects = []  # Blender object of each scene follower (None for the exporter's placeholder)
+        self.renamed = 0  # objects named otherwise than their follower
+        self.taken = []  # names Blender's objects held already, so Blender gave others
         self.count = {"objects": 0, "cameras": 0, "curves": 0, "sampled": 0, "events": 0, "paths": 0}
         self.unmapped = []
 
@@ -255,42 +224,54 @@ class SceneBuilder:
         self.scene.collection.children.link(self.collection)
 
     def make_objects(self):
-        """An object for every follower but the exporter's placeholder, parents before children."""
+        """An object for every import node, parents first: each follower's but the exporter's
+        placeholder, and an empty for each part of a name path that no follower holds."""
         followers = self.reading["followers"]
         cameras = self.reading["cameras"]
         self.objects = [None] * len(followers)
-        depth = lambda i: 0 if followers[i]["parent"] is None else 1 + depth(followers[i]["parent"])
-        for index in sorted(range(len(followers)), key=depth):
-            follower = followers[index]
-            if follower["name"] == PLACEHOLDER_FOLLOWER:
-                continue
-            record = self.records.get(follower["name"], {})
-            camera = cameras[follower["camera"]] if follower.get("camera") is not None else None
-            is_camera = follower["kind"] == "camera" and (camera is not None or not record)
-            wanted = (camera and camera["name"]) or follower["namePath"].split("|")[-1]
-            name = self.names.make(wanted or "Follower", is_camera)
-            obj = bpy.data.objects.new(name, bpy.data.cameras.new(name) if is_camera else None)
-            if is_camera:
+        # The follower each follower's object moves with: the nearest follower above it.
+        self.anchors = [None] * len(followers)
+        nodes, node_anchors = [], []
+        for node in self.reading["importNodes"]:
+            index = node["follower"]
+            follower = followers[index] if index is not None else None
+            record = self.records.get(follower["name"], {}) if follower else {}
+            camera = cameras[follower["camera"]] if follower and follower["camera"] is not None else None
+            name = node["name"]
+            obj = bpy.data.objects.new(name, bpy.data.cameras.new(name) if node["camera"] else None)
+            if obj.name != name:
+                self.taken.append(name)
+            if node["camera"]:
                 rules.set_game_lens(obj.data)  # the lens the game shows, where no record gives one
                 if camera:
                     self.set_lens(obj.data, self.dump["cameras"][follower["camera"]])
                     obj["NIS Camera"] = camera["name"]
                 self.count["cameras"] += 1
             else:
-                obj.empty_display_type = KIND_DRAW.get(follower["kind"], 'PLAIN_AXES')
+                obj.empty_display_type = KIND_DRAW.get(follower["kind"], 'PLAIN_AXES') if follower else 'PLAIN_AXES'
                 if self.class_of(record):
                     obj["Sob Type"] = self.class_of(record)
             self.collection.objects.link(obj)
-            obj["NIS Name"] = follower["name"]
+            if follower:
+                obj["NIS Name"] = follower["name"]
+                self.renamed += name != name_path(follower["name"])[-1]
+                self.objects[index] = obj
             if record.get("blueprint"):
                 obj["Sob Name"] = record["blueprint"]
-            parent = self.objects[follower["parent"]] if follower["parent"] is not None else None
+            parent = nodes[node["parent"]] if node["parent"] is not None else None
+            anchor = node_anchors[node["parent"]] if node["parent"] is not None else None
+            if index is not None:
+                self.anchors[index] = anchor
+            node_anchors.append(anchor if index is None else index)
             if parent is not None:
                 obj.parent = parent
                 # A child of a camera is placed in the file's frame, not the camera's turned one.
                 if parent.type == 'CAMERA':
                     obj.matrix_parent_inverse = CAMERA_TURN.inverted()
-            self.objects[index] = obj
+            if index is None:
+                # It stands where its parent does; one key keeps it in the export.
+                self.animate_by_curves(obj, [("static", 0.0)] * 6, "XYZ")
+            nodes.append(obj)
             self.count["objects"] += 1
         for number, camera in enumerate(cameras):
             if camera["follower"] is None:
@@ -334,7 +315,7 @@ class SceneBuilder:
             spline.order_u = max(2, min(6, int(record["degree"]) + 1))
             spline.use_endpoint_u = record.get("form") == 1
             spline.use_cyclic_u = record.get("form") == 3
-            obj = bpy.data.objects.new(self.names.make(rules.IGNORED_PREFIX + data.name, False, keep_prefix=True), data)
+            obj = bpy.data.objects.new(rules.IGNORED_PREFIX + data.name, data)
             self.collection.objects.link(obj)
             obj["NIS Name"] = record["name"]
             self.count["paths"] += 1
@@ -359,7 +340,8 @@ class SceneBuilder:
         and motion of its own together, a Crannnberry object."""
         follower = self.reading["followers"][index]
         record = self.records.get(follower["name"])
-        if record is None or follower["aimAt"] is not None:
+        # Curves are relative to the file's parent; an object under another follower is sampled.
+        if record is None or follower["aimAt"] is not None or self.anchors[index] != follower["parent"]:
             return None
         own = self.slot_values(record, follower["slots"], record.get("numbers") or [0] * 6)
         if follower["leader"] is None:
@@ -423,11 +405,11 @@ class SceneBuilder:
         """Keys at every frame from the reference evaluation (`dump --frames`), relative to the
         Blender parent; a look-at rig also gets its Track To constraint."""
         followers = self.reading["followers"]
-        wanted = sorted(set(indexes) | {followers[i]["parent"] for i in indexes if followers[i]["parent"] is not None})
+        wanted = sorted(set(indexes) | {self.anchors[i] for i in indexes if self.anchors[i] is not None})
         frames, _ = run_dump(self.program, self.filepath, "--frames", *[followers[i]["name"] for i in wanted])
         column = {index: position for position, index in enumerate(wanted)}
         for index in indexes:
-            parent = followers[index]["parent"]
+            parent = self.anchors[index]
             self.key_every_frame(self.objects[index], frames["frames"], column[index], column.get(parent),
                                  followers[index].get("turnOrder") or "XYZ", followers[index]["kind"] == "camera")
             aim = followers[index]["aimAt"]
@@ -655,9 +637,12 @@ class ImportNis(bpy.types.Operator, ImportHelper):
             return {'CANCELLED'}
         for fault in dump.get("faults", []):
             self.report({'WARNING'}, "%s: %s (offset %d)" % (fault["where"], fault["message"], fault["offset"]))
-        if builder.names.shortened:
-            self.report({'INFO'}, "%d names were changed to fit the exporter's 31 bytes or made unique; "
-                                  "each object keeps its file name in the property NIS Name" % builder.names.shortened)
+        if builder.renamed:
+            self.report({'INFO'}, "%d objects are named otherwise than in the file, as the exporter needs; "
+                                  "each keeps its file name in the property NIS Name" % builder.renamed)
+        if builder.taken:
+            self.report({'WARNING'}, "Names taken by objects already in the file, so Blender named these "
+                                     "otherwise and the export will too: " + ", ".join(builder.taken))
         for line in builder.unmapped:
             self.report({'WARNING'}, "Not mapped: " + line)
         self.report({'INFO'}, builder.report_text())

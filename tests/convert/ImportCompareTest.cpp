@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "convert/ImportNames.h"
+#include "inspect/ImportNames.h"
 #include "tests/inspect/NisTestFiles.h"
 #include "tests/support/TestSupport.h"
 
@@ -26,13 +26,14 @@ Outcome Reelwright(const test::ScratchDir& scratch, const std::string& args) {
   return test::Run(scratch.dir(), "exec '" RW_REELWRIGHT "' " + args + " 2>&1");
 }
 
-// The first scene with its names changed: the ship's past 31 bytes, the camera's without "CAM_"
-// and with a byte of another code page.
+// The first scene with its names changed: the ship's past 31 bytes, the camera's follower and
+// record without "CAM_" and with a byte of another code page.
 std::string RenamedScene() {
   test::TestScene scene = test::TestScene::Default();
   const std::string ship = "FOLW_Root|" + std::string(40, 's'), camera = "FOLW_Root|M\xE9in";
   scene.followers[1].name = scene.cameras[0].centerOfInterest = ship;
   scene.followers[2].name = scene.cameras[0].follower = camera;
+  scene.cameras[0].name = "M\xE9in";
   return scene.Build();
 }
 
@@ -96,6 +97,44 @@ TEST(ImportCompare, OurExportComesBackWithItsScript) {
   ASSERT_EQ(Reelwright(scratch, "export fleet.glb -o back.nis -q").code, 0);
   const Outcome compared = Reelwright(scratch, "compare fleet.nis back.nis");
   EXPECT_EQ(compared.code, 0) << compared.out;
+  EXPECT_EQ(test::ReadFileBytes(scratch.Path("back.script")), test::ReadFileBytes(scratch.Path("fleet.script")));
+}
+
+// The script's events through import and export: names as the import gave them, a block's events
+// on its node, and the scene's comment filled to its last byte, the rest reported.
+TEST(ImportCompare, TheScriptsEventsComeBackUnderTheNewNames) {
+  const std::string ship(40, 's');
+  // OPT_FPS=24, Num Events=1 and Event0=0|f|"..." with 986 bytes quoted: 1,023 bytes.
+  const auto filling = [](size_t bytes) { return "at 0\n\tf(\"" + std::string(bytes, 'x') + "\")\n"; };
+  struct Case {
+    const char* name;
+    std::string script, warnings, back;
+  };
+  const Case cases[] = {
+      {"renamed targets, a block; a target and a block of no follower, a bar",
+       "at frame 24\n\tcameraCut(M\xE9in)\n\tattack(\"FOLW_Root|" + ship + "\") -- the ship\n"
+       "\tattack(Nobody)\n\tsay(\"a|b\")\nwith FOLW_Root|" + ship + " {\nat 2\n\thide()\n}\nwith Nobody {\n\tshow()\n}\n",
+       "reelwright: a.script: warning: left out of the events: 1 events of Nobody: no such follower\n"
+       "reelwright: a.script: warning: left out of the events: 1 cameraCut or attack events name no follower\n"
+       "reelwright: a.script: warning: left out of the events: 1 events with \"|\" in their arguments, which an event "
+       "cannot hold\n",
+       "at 1\n\tcameraCut(\"FOLW_Root|CAM_M_in\")\n\tattack(\"FOLW_Root|" + ship.substr(0, 31) + "\")\n\n"
+       "with FOLW_Root|" + ship.substr(0, 31) + "\n{\n\tat 2\n\t\thide()\n}\n\n"},
+      {"a comment of exactly 1,023 bytes", filling(986), "", "at 0\n\tf(\"" + std::string(986, 'x') + "\")\n\n"},
+      {"a byte more", filling(987),
+       "reelwright: a.script: warning: left out of the events: 1 global events do not fit the scene's comment of "
+       "1,023 bytes\n", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const test::ScratchDir scratch;
+    test::WriteFileBytes(scratch.Path("a.nis"), RenamedScene());
+    test::WriteFileBytes(scratch.Path("a.script"), c.script);
+    const Outcome import = test::Run(scratch.dir(), "exec '" RW_REELWRIGHT "' import a.nis 2>&1 >/dev/null");
+    EXPECT_EQ(import.out, c.warnings);
+    ASSERT_EQ(Reelwright(scratch, "export a.glb -o b.nis -q").code, 0);
+    EXPECT_EQ(c.back.empty() ? "" : test::ReadFileBytes(scratch.Path("b.script")), c.back);
+  }
 }
 
 // The JSON chunk of a .glb.
@@ -132,32 +171,59 @@ TEST(ImportCompare, TheGltfCarriesCamerasClassesAndTheScript) {
   EXPECT_EQ(doc["animations"][0]["channels"].size(), 4u);
 }
 
-// The names an import gives, and so the names compare --imported looks for.
+// A scene of followers by name; a follower with a camera name is that camera record's.
+struct NamedFollower {
+  NamedFollower(std::string followerName, std::string cameraName = "")
+      : name(std::move(followerName)), camera(std::move(cameraName)) {}
+  std::string name, camera;
+};
+SceneReading NamedScene(const std::vector<NamedFollower>& followers) {
+  SceneReading scene;
+  for (const NamedFollower& f : followers) {
+    scene.followers.emplace_back();
+    scene.followers.back().name = f.name;
+    if (f.camera.empty()) continue;
+    scene.followers.back().camera = scene.cameras.size();
+    scene.cameras.emplace_back();
+    scene.cameras.back().name = f.camera;
+  }
+  return scene;
+}
+
+// The names an import gives, and so the names compare --imported looks for ("" for no node).
 TEST(ImportCompare, NamesFitTheExporterAndStayUnique) {
   const std::string name31(31, 'n'), name32(32, 'n');
   struct Case {
     const char* name;
-    std::vector<std::string> followers;
-    std::vector<bool> cameras;
+    std::vector<NamedFollower> followers;
     std::vector<std::string> after;
   };
   const Case cases[] = {
-      {"kept as it is", {"FOLW_Root|Fleet|Ship1"}, {false}, {"FOLW_Root|Fleet|Ship1"}},
-      {"a game name without FOLW_ or Root", {"Rig|CAM_Main_view"}, {false}, {"FOLW_Root|Rig|CAM_Main_view"}},
-      {"31 bytes kept, 32 cut", {"FOLW_Root|" + name31, "FOLW_Root|" + name32 + "x"}, {false, false},
+      {"kept as it is; the exporter's placeholder has none", {{"FOLW_Root|Fleet|Ship1"}, {"FOLW_Empty"}},
+       {"FOLW_Root|Fleet|Ship1", ""}},
+      {"a game name without FOLW_ or Root, CAM_ escaped", {{"Rig|CAM_Main_view"}}, {"FOLW_Root|Rig|_CAM_Main_view"}},
+      {"31 bytes kept, 32 cut", {{"FOLW_Root|" + name31}, {"FOLW_Root|" + name32 + "x"}},
        {"FOLW_Root|" + name31, "FOLW_Root|" + name31.substr(0, 29) + "~2"}},
-      {"a camera gets CAM_, then is cut", {"FOLW_Root|Main", "FOLW_Root|" + name31}, {true, true},
-       {"FOLW_Root|CAM_Main", "FOLW_Root|CAM_" + name31.substr(0, 27)}},
-      {"a camera met first as a parent", {"FOLW_Root|Cam|Aim", "FOLW_Root|Cam"}, {false, true},
+      {"a camera is CAM_ and its record's name, then cut", {{"FOLW_Root|Camera1", "CamShape1"}, {"FOLW_Root|B", name31}},
+       {"FOLW_Root|CAM_CamShape1", "FOLW_Root|CAM_" + name31.substr(0, 27)}},
+      {"CAM_ not doubled; a bar in a record's name", {{"FOLW_Root|A", "CAM_Main"}, {"FOLW_Root|B", "x|y"}},
+       {"FOLW_Root|CAM_Main", "FOLW_Root|CAM_x_y"}},
+      {"a camera met first as a parent", {{"FOLW_Root|Cam|Aim"}, {"FOLW_Root|Cam", "Cam"}},
        {"FOLW_Root|CAM_Cam|Aim", "FOLW_Root|CAM_Cam"}},
-      {"the same name twice, one name each", {"Kus_Mothership", "Kus_Mothership"}, {false, false},
+      {"the same name twice, one name each", {{"Kus_Mothership"}, {"Kus_Mothership"}},
        {"FOLW_Root|Kus_Mothership", "FOLW_Root|Kus_Mothership~2"}},
-      {"not UTF-8, and a cut between characters", {"FOLW_Root|Caf\xE9", "FOLW_Root|" + std::string(30, 'n') + "\xC3\xA9"},
-       {false, false}, {"FOLW_Root|Caf_", "FOLW_Root|" + std::string(30, 'n')}},
-      {"a part the exporter would skip, an empty part", {"FOLW_Root|IG_Guide||X"}, {false},
-       {"FOLW_Root|_IG_Guide|_|X"}},
+      {"not UTF-8, and a cut between characters", {{"FOLW_Root|Caf\xE9"}, {"FOLW_Root|" + std::string(30, 'n') + "\xC3\xA9"}},
+       {"FOLW_Root|Caf_", "FOLW_Root|" + std::string(30, 'n')}},
+      {"a part the exporter would skip, an empty part", {{"FOLW_Root|IG_Guide||X"}}, {"FOLW_Root|_IG_Guide|_|X"}},
   };
-  for (const Case& c : cases) EXPECT_EQ(NamesAfterImport(c.followers, c.cameras), c.after) << c.name;
+  for (const Case& c : cases) {
+    const SceneReading scene = NamedScene(c.followers);
+    const std::vector<ImportedNode> nodes = ImportNodes(scene);
+    const std::vector<size_t> nodeOf = FollowerNodes(nodes, c.followers.size());
+    std::vector<std::string> after;
+    for (size_t node : nodeOf) after.push_back(node == kNoIndex ? "" : ExportedFollowerName(nodes, node));
+    EXPECT_EQ(after, c.after) << c.name;
+  }
 }
 
 // Every refusal and failure where the user sees it: exit code, message, and the files left.

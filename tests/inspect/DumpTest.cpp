@@ -109,6 +109,7 @@ cameras (0):
     "paths": [],
     "leaders": [],
     "followers": [],
+    "importNodes": [],
     "cameras": [],
     "notes": []
   },
@@ -150,6 +151,11 @@ TEST(Dump, RecordsOfBothLayoutsUndecodedChunksAndFaults) {
       {game, false, "  #3 \"ANIM_Root|Ship_translateY\" at 278: 2 keys, bezier, time 1 .. 2, value 2 .. 3, pre/post infinity 0 0\n"
                     "    key #1: time 1, value 2, in-handle 0 0, out-handle 1.3333334 2, word 0\n"
                     "    key #2: time 2, value 3, in-handle 1.6666666 3, out-handle 0 0, word 1\n"},
+      {game, true, "\"turnOrder\": \"XYZ\", \"importName\": \"_CAM_Main_view\"}\n    ],\n    \"importNodes\": [\n"
+                   "      {\"name\": \"Ship\", \"parent\": null, \"follower\": 1, \"camera\": false},\n"
+                   "      {\"name\": \"CAM_Main\", \"parent\": null, \"follower\": 2, \"camera\": true},\n"
+                   "      {\"name\": \"Rig\", \"parent\": null, \"follower\": null, \"camera\": false},\n"
+                   "      {\"name\": \"_CAM_Main_view\", \"parent\": 2, \"follower\": 3, \"camera\": false}\n    ],"},
       {crannnberry, false, "  VERS at 31, length 8: 512, 257.0\n  INFO at 47, length 24: start 0.0, end 12.5, word -1.0, objectCount 2, words 1 0\n"},
       {crannnberry, false, "  #2 \"Kus_Mothership\" at 209: instance 1, type 4, parent -1, word 0, 3 keys, timeOffset -1.0\n"
                            "    key #1: time 0.0, tcb 110.25 120.25 130.25, x 140.25, y 150.25, z 160.25, rotateX 170.25, rotateY 180.25, rotateZ 190.25\n"},
