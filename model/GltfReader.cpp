@@ -681,11 +681,12 @@ bool GltfMapper::AddNode(int index) {
 
   double near[3] = {restEuler[0], restEuler[1], restEuler[2]};
   for (double t : times) {
-    double position[3] = {rest.x, rest.y, rest.z};
+    // Four wide: Evaluate writes as many values as its curve holds, and only a rotation holds four.
+    double position[4] = {rest.x, rest.y, rest.z, 0};
     if (curves[0]) curves[0]->Evaluate(t, position);
     double euler[3] = {restEuler[0], restEuler[1], restEuler[2]};
     if (curves[1]) {
-      double q[4];
+      double q[4] = {0, 0, 0, 1};
       curves[1]->Evaluate(t, q);
       QuaternionToEuler(q, near, euler);
       std::copy(euler, euler + 3, near);
