@@ -89,7 +89,7 @@ def build_scene():
 
     marker(scene, "F_00", 0, wide)  # from 0 s the wide shot
     marker(scene, "F_150", 150, chase)  # from 5 s the chase
-    marker(scene, "fade(1, 2)", 270)  # at 9 s a call of the whole scene
+    marker(scene, "fadeTo(1, 1)", 270)  # at 9 s the picture fades to black over a second
     return scene
 
 

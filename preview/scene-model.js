@@ -18,6 +18,8 @@
   // The arc-length table of a motion path: samples per span of the NURB curve, within bounds,
   // as the scene reading measures it (inspect/SceneReading.cpp), so both find the same places.
   var kArcSamplesPerSpan = 32, kMinArcSamples = 256, kMaxArcSamples = 65536;
+  // The lens our exporter gives every camera: focal length and film apertures in millimetres.
+  var kGameLens = {focal: 21.8, h: 31.92, v: 24};
 
   // Estimated sizes in world units (the game's sizes are not in the files): the first row whose
   // word stands in the object's class or blueprint, else its kind's size.
@@ -154,10 +156,12 @@
       if (c.follower === null || c.follower === undefined) return;
       AddCamera(model, scene.followers[c.follower].name, doc.cameras[i], c);
     });
-    // Crannnberry cameras are followers of their own: 35 mm on a 36 x 24 mm picture.
+    // Crannnberry cameras are followers of their own, with no lens in the file: they get the lens
+    // our exporter writes, as both imports give them.
     model.entities.forEach(function (e) {
       if (e.kind === 'camera' && !e.camera) {
-        AddCamera(model, e.name, {name: e.name, focalLength: 35, horizontalAperture: 36, verticalAperture: 24}, {});
+        AddCamera(model, e.name, {name: e.name, focalLength: kGameLens.focal, horizontalAperture: kGameLens.h,
+                                  verticalAperture: kGameLens.v}, {});
       }
     });
   }
@@ -168,7 +172,8 @@
     e.size = kKindSizes.camera;
     var p = c.focalLength, h = c.horizontalAperture, v = c.verticalAperture;
     var cam = {name: c.name, followerName: followerName, entity: e, record: c,
-               focal: Finite(p) && p > 0 ? p : 35, hAperture: Finite(h) && h > 0 ? h : 36, vAperture: Finite(v) && v > 0 ? v : 24,
+               focal: Finite(p) && p > 0 ? p : kGameLens.focal, hAperture: Finite(h) && h > 0 ? h : kGameLens.h,
+               vAperture: Finite(v) && v > 0 ? v : kGameLens.v,
                near: Finite(c.nearClip) && c.nearClip > 0 ? c.nearClip : 1, far: Finite(c.farClip) && c.farClip > 0 ? c.farClip : 1e7,
                focalCurve: reading.focalLengthCurve ? model.curves.get(reading.focalLengthCurve) || null : null, target: null};
     // Apertures below 5 can only be inches, as the modelling package keeps them.
@@ -352,7 +357,7 @@
   // Vertical field of view in degrees from the focal length and the vertical film aperture.
   function VerticalFov(cam, t) {
     var f = FocalLength(cam, t);
-    return 2 * Math.atan(cam.vAperture / (2 * (f > 0 ? f : 35))) * 180 / Math.PI;
+    return 2 * Math.atan(cam.vAperture / (2 * (f > 0 ? f : kGameLens.focal))) * 180 / Math.PI;
   }
 
   // Through a camera the game shows its own classes only: ships, effects and the like.

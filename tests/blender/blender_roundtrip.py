@@ -137,7 +137,7 @@ def check_flyby():
     with open(NIS[:-4] + ".script") as text:
         script = text.read()
     check_fighter_in_picture(dump, script)
-    if "at 9\n\tfade(1, 2)\n" not in script or "\tat 6\n\t\tattack(\"FOLW_Root|Mothership\")" not in script:
+    if "at 9\n\tfadeTo(1, 1)\n" not in script or "\tat 6\n\t\tattack(\"FOLW_Root|Mothership\")" not in script:
         fail("script:\n" + script)
 
     result, _ = export(every_frame=False)
@@ -168,8 +168,8 @@ def no_program(scene):
 
 # (case, change to the flyby, output path, expected result, a text each report must include)
 CASES = [
-    ("a marker off a whole second", lambda s: setattr(s.timeline_markers["fade(1, 2)"], "frame", 285), NIS,
-     'FINISHED', ["Warning: marker 'fade(1, 2)' at frame 285 is 9.5 s", "it plays at 9 s"]),
+    ("a marker off a whole second", lambda s: setattr(s.timeline_markers["fadeTo(1, 1)"], "frame", 285), NIS,
+     'FINISHED', ["Warning: marker 'fadeTo(1, 1)' at frame 285 is 9.5 s", "it plays at 9 s"]),
     ("29.97 frames per second", lambda s: setattr(s.render, "fps_base", 1.001), NIS,
      'FINISHED', ["Warning: the file holds whole frames per second: the scene's 29.97 fps is written as 30"]),
     ("a typed OPT_FPS", lambda s: s.__setitem__("OPT_FPS", "24"), NIS,
@@ -181,7 +181,7 @@ CASES = [
     ("a name past the game's 31 bytes", lambda s: setattr(s.objects["Mothership"], "name", "M" * 32), NIS,
      'ERROR', ["Error: node 0 \"%s\"" % ("M" * 32), "Error: The export failed (exit code 2)"]),
     ("a model comment of exactly 1023 bytes", comment_of(1023), NIS, 'FINISHED', []),
-    ("a model comment of 1024 bytes", comment_of(1024), NIS, 'ERROR', ["left over: marker 'fade(1, 2)'; nothing"]),
+    ("a model comment of 1024 bytes", comment_of(1024), NIS, 'ERROR', ["left over: marker 'fadeTo(1, 1)'; nothing"]),
     ("beside an unsaved .blend", lambda s: None, "//shot.nis", 'ERROR', ["Error: //shot.nis is beside the .blend"]),
     ("beside the saved .blend", saved_blend, "//shot.nis", 'FINISHED', []),
     ("no program", no_program, NIS, 'ERROR', ["Error: reelwright was not found"]),
