@@ -1,6 +1,7 @@
 #include "inspect/ScriptEvents.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 namespace rw {
@@ -101,7 +102,7 @@ ImportEventChoice ChooseImportEvents(const ScriptText& text, const SceneReading&
   const NodeFinder finder(scene, nodes);
   ImportEventChoice choice;
   std::map<std::string, size_t> unknownBlocks;
-  size_t notCalls = 0, noTarget = 0, withBar = 0;
+  size_t notCalls = 0, noTarget = 0, withBar = 0, noTime = 0;
   for (const ScriptStatement& statement : text.statements) {
     if (statement.function.empty()) {
       ++notCalls;
@@ -111,6 +112,10 @@ ImportEventChoice ChooseImportEvents(const ScriptText& text, const SceneReading&
     event.line = statement.line;
     event.seconds = ScriptSeconds(statement, scene.fps);
     event.function = statement.function;
+    if (!std::isfinite(event.seconds)) {
+      ++noTime;
+      continue;
+    }
     if (!RenameArguments(statement, finder, nodes, event)) {
       ++noTarget;
       continue;
@@ -133,6 +138,7 @@ ImportEventChoice ChooseImportEvents(const ScriptText& text, const SceneReading&
   if (noTarget) choice.leftOut.push_back(Count(noTarget, "cameraCut or attack events name no follower"));
   if (withBar)
     choice.leftOut.push_back(Count(withBar, "events with \"|\" in their arguments, which an event cannot hold"));
+  if (noTime) choice.leftOut.push_back(Count(noTime, "events at a time that is no finite number"));
   if (notCalls) choice.leftOut.push_back(Count(notCalls, "script lines that are no event"));
   for (const ScriptProblem& problem : text.problems)
     choice.leftOut.push_back("line " + std::to_string(problem.line) + ": " + problem.what);

@@ -32,7 +32,7 @@ struct ImportEventChoice {
 
 // The events an import of `scene` into `nodes` (ImportNodes) keeps from `text`: every call,
 // but a cameraCut or attack naming no follower (the export would refuse it), arguments holding
-// "|" (an event's text cannot), and a block naming no follower. A name is found as a
+// "|" (an event's text cannot), a time that is no finite number, and a block naming no follower. A name is found as a
 // follower's, a camera record's, the last part of a follower's name path, or a node's own.
 ImportEventChoice ChooseImportEvents(const ScriptText& text, const SceneReading& scene,
                                      const std::vector<ImportedNode>& nodes);
