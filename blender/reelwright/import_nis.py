@@ -4,8 +4,9 @@
 # motion that has no curve of its own), so Blender, the preview and `check` agree on what a file
 # means. Followers become objects (cameras for camera records), curves become F-curves with the
 # file's own tangents, and the .script beside the file becomes markers, the panel's events and a
-# text block: its events as the dump's script section chose and renamed them. Objects take the names the dump gives them (the scene section's import nodes), the
-# same names `reelwright import` gives, so the scene exports again under names known in advance.
+# text block, its events as the dump's script section chose and renamed them. Objects take the
+# names the dump gives them (the scene section's import nodes), the same names `reelwright
+# import` gives, so the scene exports again under names known in advance.
 import json
 import math
 import os
