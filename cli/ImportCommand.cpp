@@ -39,6 +39,11 @@ int ImportCommand(const std::vector<std::string>& words, std::ostream& out, std:
   const SceneInput& args = input;
 
   const std::unique_ptr<SceneMotion> motion = ReadSceneMotion(doc);
+  // The scene plays on to the script's last statement, as the page, dump and Blender play it.
+  const ScriptText scriptText = ReadScriptText(input.script);
+  SceneReading range = ReadScene(doc);
+  PlayUntil(range, LastStatementSeconds(scriptText, range.fps));
+  motion->lastFrame = range.lastFrame;
   for (const std::string& note : motion->notes) ReportFileError(err, args.nisPath, "note: " + note);
   const std::string tooLarge = SamplingProblem(*motion, motion->followers.size());
   if (!tooLarge.empty()) {
@@ -47,8 +52,7 @@ int ImportCommand(const std::vector<std::string>& words, std::ostream& out, std:
   }
   GltfOutScene scene = ImportToGltf(*motion, input.script, FileName(args.nisPath));
   // What the extras cannot carry is still in the whole script the scene keeps.
-  const ImportEventChoice events =
-      ChooseImportEvents(ReadScriptText(input.script), ReadScene(doc), motion->importNodes);
+  const ImportEventChoice events = ChooseImportEvents(scriptText, range, motion->importNodes);
   for (const std::string& left : ImportEvents(events, scene))
     ReportFileError(err, args.scriptPath, "warning: left out of the events: " + left);
   std::string writeProblem;
