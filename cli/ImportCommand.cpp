@@ -3,43 +3,22 @@
 #include <cstdio>
 #include <filesystem>
 #include <ostream>
-#include <system_error>
 
 #include "cli/ArgParser.h"
 #include "cli/Cli.h"
-#include "cli/OutputPlan.h"
+#include "cli/SceneInput.h"
 #include "cli/StagedFiles.h"
 #include "convert/ImportEvents.h"
 #include "convert/NisToGltf.h"
 #include "convert/SceneCompare.h"
 #include "inspect/NisDocument.h"
 #include "io/Diagnostic.h"
-#include "io/FileBytes.h"
 #include "io/PathText.h"
-#include "script/EventScript.h"
 
 namespace rw {
 namespace {
 
 constexpr const char* kSceneExtension = "glb";
-
-struct ImportArgs {
-  std::string nisPath, scriptPath, outputPath;
-  bool force = false;
-};
-
-std::string ParseImportArgs(const std::vector<std::string>& words, ImportArgs& args) {
-  ArgParser parser;
-  parser.Value("-o", "--output", "a file name", args.outputPath);
-  parser.Flag("-f", "--force", args.force);
-  std::vector<std::string> files;
-  const std::string problem = parser.Parse(words, files);
-  if (!problem.empty()) return problem;
-  if (files.empty() || files.size() > 2 || files[0].empty()) return "import needs a NIS file and at most one script";
-  args.nisPath = files[0];
-  if (files.size() == 2) args.scriptPath = files[1];
-  return "";
-}
 
 bool ReadNis(const std::string& path, NisDocument& doc, std::ostream& err) {
   std::string error;
@@ -53,39 +32,28 @@ std::string FileName(const std::string& path) { return std::filesystem::path(pat
 }  // namespace
 
 int ImportCommand(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) {
-  ImportArgs args;
-  const std::string problem = ParseImportArgs(words, args);
-  if (!problem.empty()) return UsageError(err, problem);
-  if (args.outputPath.empty()) args.outputPath = ReplaceExtension(args.nisPath, kSceneExtension);
-
-  NisDocument doc;
-  if (!ReadNis(args.nisPath, doc, err)) return kExitUsage;
-  // The script beside the NIS is read when it exists; one given by name must be readable.
-  std::error_code error;
-  if (args.scriptPath.empty() && std::filesystem::is_regular_file(ScriptPathFor(args.nisPath), error))
-    args.scriptPath = ScriptPathFor(args.nisPath);
-  std::string script, readError;
-  if (!args.scriptPath.empty() && !ReadFileBytes(args.scriptPath, kMaxScriptFileSize, script, readError)) {
-    ReportFileError(err, args.scriptPath, readError);
-    return kExitUsage;
-  }
-  OutputRefusal refusal;
-  if (!CheckOutputFiles({{args.nisPath, "the NIS file"}, {args.scriptPath, "the script"}},
-                        {{args.outputPath, "the scene"}}, args.force, refusal)) {
-    ReportFileError(err, refusal.path, "error: " + refusal.what);
-    return kExitUsage;
-  }
+  SceneInput input;
+  if (const int code = ReadSceneInput(words, "import", kSceneExtension, "the scene", input, err); code != kExitOk)
+    return code;
+  const NisDocument& doc = input.doc;
+  const SceneInput& args = input;
 
   const std::unique_ptr<SceneMotion> motion = ReadSceneMotion(doc);
+  // The scene plays on to the script's last statement, as the page, dump and Blender play it.
+  const ScriptText scriptText = ReadScriptText(input.script);
+  SceneReading range = ReadScene(doc);
+  PlayUntil(range, LastStatementSeconds(scriptText, range.fps));
+  motion->lastFrame = range.lastFrame;
   for (const std::string& note : motion->notes) ReportFileError(err, args.nisPath, "note: " + note);
   const std::string tooLarge = SamplingProblem(*motion, motion->followers.size());
   if (!tooLarge.empty()) {
     ReportFileError(err, args.nisPath, "error: " + tooLarge);
     return kExitFailed;
   }
-  GltfOutScene scene = ImportToGltf(*motion, script, FileName(args.nisPath));
+  GltfOutScene scene = ImportToGltf(*motion, input.script, FileName(args.nisPath));
   // What the extras cannot carry is still in the whole script the scene keeps.
-  for (const std::string& left : ImportEvents(script, *motion, scene))
+  const ImportEventChoice events = ChooseImportEvents(scriptText, range, motion->importNodes);
+  for (const std::string& left : ImportEvents(events, scene))
     ReportFileError(err, args.scriptPath, "warning: left out of the events: " + left);
   std::string writeProblem;
   if (!WriteFileStaged(args.outputPath, WriteGlb(scene), args.force, writeProblem)) {

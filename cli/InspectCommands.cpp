@@ -4,10 +4,12 @@
 
 #include "cli/ArgParser.h"
 #include "cli/Cli.h"
+#include "cli/SceneInput.h"
 #include "inspect/Check.h"
 #include "inspect/Dump.h"
 #include "inspect/NisDocument.h"
 #include "inspect/SceneDump.h"
+#include "inspect/ScriptEvents.h"
 #include "io/FileBytes.h"
 
 namespace rw {
@@ -33,13 +35,26 @@ int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::os
   parser.Flag(nullptr, "--frames", frames);
   const std::string problem = parser.Parse(args, files);
   if (!problem.empty()) return UsageError(err, problem);
-  if (files.empty() || (files.size() > 1 && !frames)) return UsageError(err, "dump needs one NIS file");
+  if (files.empty()) return UsageError(err, "dump needs one NIS file");
+  // --frames takes follower names after the NIS, --json a script; the text dump neither.
+  if (files.size() > 1 && !frames && !(json && files.size() == 2))
+    return UsageError(err, json ? "dump --json needs a NIS file and at most one script" : "dump needs one NIS file");
   NisDocument doc;
   if (!ReadOrReport(files[0], doc, err)) return kExitUsage;
+  // The scene plays on to the last event of the script (by default the one beside the NIS).
+  std::string script;
+  const std::string scriptPath =
+      json || frames ? ChosenScriptPath(files[0], json && !frames && files.size() == 2 ? files[1] : "") : "";
+  if (!scriptPath.empty()) {
+    if (!ReadScriptOrReport(scriptPath, script, err)) return kExitUsage;
+    options.script = &script;
+  }
   if (frames) {
     std::string unknown;
     const std::vector<std::string> names(files.begin() + 1, files.end());
-    if (!WriteFramesJson(ReadScene(doc), names, out, unknown)) {
+    SceneReading scene = ReadScene(doc);
+    if (options.script) PlayUntil(scene, LastStatementSeconds(ReadScriptText(script), scene.fps));
+    if (!WriteFramesJson(scene, names, out, unknown)) {
       return UsageError(err, "no follower is named " + QuoteText(unknown));
     }
   } else if (json) {

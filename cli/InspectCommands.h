@@ -8,10 +8,12 @@
 
 namespace rw {
 
-// `dump FILE.nis [--json] [--keys]`, or `dump FILE.nis --frames [NAME...]` (every follower's,
-// or the named followers', world pose at every frame); args are the words after "dump". Exit code: 0 shown and
-// clean, 1 shown with structural faults (they are part of the dump; a one-line note goes to
-// err), 2 unreadable file, bad arguments or a NAME that names no follower.
+// `dump FILE.nis [--keys]`, `dump FILE.nis [FILE.script] --json [--keys]` (with the script's
+// section; by default the script beside the NIS), or `dump FILE.nis --frames [NAME...]` (every
+// follower's, or the named followers', world pose at every frame, on to the last statement of
+// the script beside the NIS); args are the words after "dump". Exit code: 0 shown and clean, 1
+// shown with structural faults (they are part of the dump; a one-line note goes to err), 2
+// unreadable file or script, bad arguments or a NAME that names no follower.
 int DumpCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 // `check FILE.nis [FILE.script] [--strict]`: one line per error or warning on out. Exit code:
 // 0 clean or warnings only, 1 any error (or, with --strict, any warning), 2 unreadable file or

@@ -46,7 +46,7 @@ _reelwright() {
         --animation) return 0 ;;
       esac
       ;;
-    dump) options="--json --keys --frames" types=("nis") ;;
+    dump) options="--json --keys --frames" types=("nis" "script") ;;
     check) options="--strict" types=("nis" "script") ;;
     preview)
       options="-o --output -f --force"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "convert/SceneMotion.h"
+#include "inspect/ScriptEvents.h"
 #include "model/GltfWriter.h"
 
 namespace rw {
@@ -16,13 +16,11 @@ namespace rw {
 // The modeller's comments, and so the extras an event list joins, hold at most this many bytes.
 constexpr size_t kEventCommentBytes = 1023;
 
-// Puts the events of `script` into `scene` (nodes as made from motion.importNodes), each list
-// after the extras already there, as many as fit a comment of 1,023 bytes. `cameraCut` and
-// `attack` name their node by the name the import gave; quoted arguments naming a follower are
-// renamed likewise. Returns what was left out, one line each (the events that do not fit, blocks
-// and cameraCut or attack naming no node, arguments holding "|", statements that are no call);
-// the whole script stays in the root's extras.
-std::vector<std::string> ImportEvents(const std::string& script, const SceneMotion& motion, GltfOutScene& scene);
+// Puts the chosen events into `scene` (nodes as made from ImportNodes, in their order), each
+// list after the extras already there, as many as fit a comment of 1,023 bytes. Returns what was
+// left out, one line each: the events that do not fit, then what the choice left out; the whole
+// script stays in the root's extras.
+std::vector<std::string> ImportEvents(const ImportEventChoice& choice, GltfOutScene& scene);
 
 }  // namespace rw
 

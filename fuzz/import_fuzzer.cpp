@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string script(reinterpret_cast<const char*>(data) + size / 2, size - size / 2);
   if (!rw::SamplingProblem(*motion, 2 * motion->followers.size() * kShortSceneFactor).empty()) return 0;
   rw::GltfOutScene scene = rw::ImportToGltf(*motion, script, "fuzz.nis");
-  rw::ImportEvents(script, *motion, scene);
+  rw::ImportEvents(rw::ChooseImportEvents(rw::ReadScriptText(script), rw::ReadScene(doc), motion->importNodes), scene);
   rw::ReadGltf(rw::WriteGlb(scene));
   std::vector<std::string> unmatched;
   rw::CompareScenes(*motion, *motion, rw::CompareOptions{{}, true}, unmatched);

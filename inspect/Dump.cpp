@@ -4,6 +4,7 @@
 #include <string>
 
 #include "inspect/SceneDump.h"
+#include "inspect/ScriptEvents.h"
 #include "inspect/TextFormat.h"
 #include "liteiff/LiteIFF.h"
 #include "nis/NisFormat.h"
@@ -317,7 +318,16 @@ class JsonDump {
     List("followers", doc_.followers, &JsonDump::Follower);
     List("cameras", doc_.cameras, &JsonDump::Camera);
     Crannnberry();
-    WriteSceneSection(ReadScene(doc_), json_);
+    SceneReading scene = ReadScene(doc_);
+    if (options_.script) {
+      // The scene plays on to the script's last event, as the page and the import do.
+      const ScriptText script = ReadScriptText(*options_.script);
+      PlayUntil(scene, LastStatementSeconds(script, scene.fps));
+      WriteSceneSection(scene, json_);
+      WriteScriptSection(script, scene, ImportNodes(scene), json_);
+    } else {
+      WriteSceneSection(scene, json_);
+    }
     List("faults", doc_.faults, &JsonDump::Fault);
     json_.EndObject();
     json_.Finish();

@@ -4,13 +4,15 @@
 #define REELWRIGHT_INSPECT_DUMP_H
 
 #include <ostream>
+#include <string>
 
 #include "inspect/NisDocument.h"
 
 namespace rw {
 
 struct DumpOptions {
-  bool keys = false;  // every key of every curve, not only counts and ranges
+  bool keys = false;                    // every key of every curve, not only counts and ranges
+  const std::string* script = nullptr;  // JSON: the script's text, for the "script" section; null: none
 };
 
 void WriteDumpText(const NisDocument& doc, const DumpOptions& options, std::ostream& out);

@@ -7,6 +7,7 @@
 
 #include "inspect/Dump.h"
 #include "inspect/SceneReading.h"
+#include "inspect/ScriptEvents.h"
 #include "inspect/TextFormat.h"
 #include "scriptlang/ScriptReader.h"
 
@@ -117,18 +118,6 @@ std::string SafeInScriptElement(const std::string& text) {
   return out;
 }
 
-const char* UnitName(ScriptTimeUnit unit) {
-  switch (unit) {
-    case ScriptTimeUnit::kSeconds:
-      return "seconds";
-    case ScriptTimeUnit::kFrames:
-      return "frames";
-    case ScriptTimeUnit::kNone:
-      break;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 bool PreviewLibraryPresent() { return kThreeJsSize > 0 && kOrbitControlsJsSize > 0; }
@@ -170,50 +159,10 @@ std::string PreviewKeysBase64(const NisDocument& doc) {
 }
 
 std::string PreviewEventsJson(const std::string& scriptText, double framesPerSecond) {
-  const ScriptText script = ReadScriptText(scriptText);
   std::ostringstream out;
   JsonWriter json(out);
   json.BeginObject();
-  json.Key("statements");
-  json.BeginArray();
-  for (const ScriptStatement& statement : script.statements) {
-    json.BeginObject(true);
-    json.Key("line");
-    json.Integer(static_cast<int64_t>(statement.line));
-    json.Key("unit");
-    if (const char* unit = UnitName(statement.unit)) {
-      json.String(unit);
-    } else {
-      json.Null();
-    }
-    json.Key("time");
-    json.Number(statement.time);
-    json.Key("seconds");
-    json.Number(ScriptSeconds(statement, framesPerSecond));
-    json.Key("block");
-    json.String(statement.block);
-    json.Key("text");
-    json.String(statement.text);
-    json.Key("function");
-    json.String(statement.function);
-    json.Key("arguments");
-    json.BeginArray(true);
-    for (const ScriptArgument& argument : statement.arguments) json.String(argument.value);
-    json.EndArray();
-    json.EndObject();
-  }
-  json.EndArray();
-  json.Key("problems");
-  json.BeginArray();
-  for (const ScriptProblem& problem : script.problems) {
-    json.BeginObject(true);
-    json.Key("line");
-    json.Integer(static_cast<int64_t>(problem.line));
-    json.Key("what");
-    json.String(problem.what);
-    json.EndObject();
-  }
-  json.EndArray();
+  WriteScriptStatements(ReadScriptText(scriptText), framesPerSecond, json);
   json.EndObject();
   return SafeInScriptElement(out.str());
 }

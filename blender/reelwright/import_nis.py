@@ -4,12 +4,12 @@
 # motion that has no curve of its own), so Blender, the preview and `check` agree on what a file
 # means. Followers become objects (cameras for camera records), curves become F-curves with the
 # file's own tangents, and the .script beside the file becomes markers, the panel's events and a
-# text block. Objects take the names the dump gives them (the scene section's import nodes), the
-# same names `reelwright import` gives, so the scene exports again under names known in advance.
+# text block, its events as the dump's script section chose and renamed them. Objects take the
+# names the dump gives them (the scene section's import nodes), the same names `reelwright
+# import` gives, so the scene exports again under names known in advance.
 import json
 import math
 import os
-import re
 import subprocess
 
 import bpy
@@ -190,6 +190,7 @@ class SceneBuilder:
         self.taken = []  # names Blender's objects held already, so Blender gave others
         self.count = {"objects": 0, "cameras": 0, "curves": 0, "sampled": 0, "events": 0, "paths": 0}
         self.unmapped = []
+        self.node_objects = {}  # Blender object of each import node, by the node's name in the dump
 
     def set_time(self):
         """The frame rate, and the playback range in frames (INFO's range, on to the last key)."""
@@ -272,6 +273,7 @@ class SceneBuilder:
                 # It stands where its parent does; one key keeps it in the export.
                 self.animate_by_curves(obj, [("static", 0.0)] * 6, "XYZ")
             nodes.append(obj)
+            self.node_objects[name] = obj
             self.count["objects"] += 1
         for number, camera in enumerate(cameras):
             if camera["follower"] is None:
@@ -456,8 +458,10 @@ class SceneBuilder:
 
     # ---- The script
     def read_script(self):
+        """The script beside the file as a text block, and the events the dump chose from it."""
         script_path = os.path.splitext(self.filepath)[0] + ".script"
-        if not os.path.isfile(script_path):
+        chosen = self.dump.get("script")
+        if chosen is None or not os.path.isfile(script_path):
             return
         with open(script_path, "rb") as handle:
             data = handle.read()
@@ -468,64 +472,34 @@ class SceneBuilder:
         block = bpy.data.texts.new(os.path.basename(script_path))
         block.from_string(text)
         self.scene["NIS Script"] = block.name
-        events, skipped = parse_script(text, self.fps)
-        if skipped:
-            self.unmapped.append("%d script lines that are no event (kept in the text %s)" % (skipped, block.name))
-        self.place_events(events, block.name)
+        for line in chosen["leftOut"]:
+            self.unmapped.append("%s (kept in the text %s)" % (line, block.name))
+        self.place_events(chosen["events"], block.name)
 
-    def resolve(self, text):
-        """The object a script names: a follower's name, a camera record's, or an object's own."""
-        name = text.strip().strip('"').strip()
-        objects = [obj for obj in self.objects if obj is not None]
-        for matches in (lambda obj: obj["NIS Name"] == name, lambda obj: obj.get("NIS Camera") == name,
-                        lambda obj: name_path(obj["NIS Name"])[-1] == name, lambda obj: obj.name == name):
-            found = [obj for obj in objects if matches(obj)]
-            if found:
-                return found[0]
-        return None
-
-    def new_path(self, obj):
-        """The follower name that the export will give the object."""
-        parts = []
-        while obj is not None:
-            parts.append(obj.name)
-            obj = obj.parent
-        return FOLLOWER_PREFIX + "|".join(["Root"] + parts[::-1])
-
-    def rewrite_arguments(self, function, arguments):
-        """Names in the arguments that the import changed, changed the same way."""
-        if function in ("cameraCut", "attack"):
-            target = self.resolve(arguments)
-            return '"%s"' % target.name if target else arguments, target
-        def swap(match):
-            target = self.resolve(match.group(1))
-            if target is None:
-                return match.group(0)
-            old = match.group(1)
-            new = self.new_path(target) if "|" in old else target.name
-            return '"%s"' % new
-        return re.sub(r'"([^"]*)"', swap, arguments), None
+    def event_object(self, node):
+        """The object of an import node the dump names (None for none), and its name where
+        Blender named it otherwise than the dump."""
+        obj = self.node_objects.get(node) if node is not None else None
+        return obj, (obj.name if obj is not None and obj.name != node else None)
 
     def place_events(self, events, text_name):
         scene_events, object_events = [], {}
-        for owner, seconds, function, arguments in events:
-            arguments, target = self.rewrite_arguments(function, arguments)
+        for event in events:
+            seconds, function, arguments = event["seconds"], event["function"], event["arguments"]
+            target, renamed = self.event_object(event["target"])
+            if renamed:
+                arguments = '"%s"' % renamed
             frame = round(seconds * self.fps)
             time_text = "%d" % seconds if seconds == int(seconds) else ("%.6g" % seconds)
-            event = "%s|%s|%s" % (time_text, function, arguments)
+            text = "%s|%s|%s" % (time_text, function, arguments)
             self.count["events"] += 1
-            if owner is None and function == "cameraCut" and target is not None and target.type == 'CAMERA':
+            if event["block"] is None and function == "cameraCut" and target is not None and target.type == 'CAMERA':
                 marker = self.scene.timeline_markers.new(target.name, frame=frame)
                 marker.camera = target
-            elif owner is None:
-                scene_events.append((frame, event, function + "(" + arguments + ")"))
+            elif event["block"] is None:
+                scene_events.append((frame, text, function + "(" + arguments + ")"))
             else:
-                obj = self.resolve(owner)
-                if obj is None:
-                    self.unmapped.append("events of %s: no such object (kept in the text %s)" % (owner, text_name))
-                    self.count["events"] -= 1
-                    continue
-                object_events.setdefault(obj, []).append(event)
+                object_events.setdefault(self.event_object(event["block"])[0], []).append(text)
         # The export writes the global events, camera cuts among them, into one comment of
         # 1,023 bytes; the typed events that do not fit stay as markers named as the call, which
         # the export names when it refuses them.
@@ -557,52 +531,6 @@ class SceneBuilder:
         text = ("Imported %d objects (%d cameras), %d curves, %d objects keyed at every frame, %d events"
                 % (c["objects"], c["cameras"], c["curves"], c["sampled"], c["events"]))
         return text + (", %d motion paths drawn" % c["paths"] if c["paths"] else "")
-
-
-CALL = re.compile(r'^([A-Za-z_][A-Za-z0-9_]*)\s*\((.*)\)\s*;?$')
-AT = re.compile(r'^at\s+(frame\s+)?([-+]?[0-9]*\.?[0-9]+(?:[eE][-+]?[0-9]+)?)$')
-
-
-def strip_comment(line):
-    """The line without its `--` comment (outside quotes)."""
-    quoted = False
-    for index, char in enumerate(line):
-        if char == '"':
-            quoted = not quoted
-        elif not quoted and line.startswith("--", index):
-            return line[:index]
-    return line
-
-
-def parse_script(text, fps):
-    """Events of a .script: (owner or None, seconds, function, arguments), and how many lines
-    were neither an event nor structure. `at N` is seconds, `at frame N` frames."""
-    events, skipped, owner, seconds = [], 0, None, 0.0
-    for line in text.splitlines():
-        code = strip_comment(line).strip()
-        while code:
-            if code.startswith("with "):
-                rest = code[5:].strip()
-                owner, _, code = rest.partition("{")
-                owner = owner.strip()
-                code = code.strip()
-                continue
-            if code.startswith("{"):
-                code = code[1:].strip()
-                continue
-            if code.startswith("}"):
-                owner, code = None, code[1:].strip()
-                continue
-            at = AT.match(code)
-            call = CALL.match(code)
-            if at:
-                seconds = float(at.group(2)) / (fps if at.group(1) else 1)
-            elif call:
-                events.append((owner, seconds, call.group(1), call.group(2)))
-            else:
-                skipped += 1
-            break
-    return events, skipped
 
 
 class ImportNis(bpy.types.Operator, ImportHelper):

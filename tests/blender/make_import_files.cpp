@@ -187,6 +187,8 @@ int main(int argc, char** argv) {
   // More global events than a comment of 1,023 bytes holds.
   std::string script = kGameScript;
   for (int i = 0; i < 40; ++i) script += "\tspeechEventActor(\"$561" + std::to_string(10 + i) + "\",2,2)\n";
+  // Past the last key, and naming no follower: left out, yet the scene plays on to it.
+  script += "at frame 96\n\tcameraCut(\"Nobody\")\nwith Nobody { hide() }\n";
   return Write(dir + "/game.nis", GameFile()) && Write(dir + "/game.script", script) &&
                  Write(dir + "/rig.nis", rw::test::GameScene().Build()) &&
                  Write(dir + "/older.nis", rw::test::OlderFileWithPath()) &&

@@ -114,6 +114,9 @@ std::map<std::string, std::string> BaseFiles() {
           {"cut.script", "at frame 1\n\tcameraCut(\"CAM_Main\")\n"}};
 }
 
+// Events a second past good.nis's end, naming its camera and its ship by their file names.
+const std::string kLateScript = "at 4\n\tcameraCut(\"CAM_Main\")\n\tfade(\"FOLW_Root|Ship\", 1)\n";
+
 // A file of that many zero bytes that takes no room on the disk, as a starting file.
 const std::string kSparse = "sparse, bytes: ";
 std::string Sparse(uint64_t size) { return kSparse + std::to_string(size); }
@@ -288,6 +291,18 @@ TEST(Cli, CommandLinesExitCodesOutputAndFiles) {
       {"dump good.nis --keys --json", 0, "...\"inTangent\": [1, 0]", "", {}},
       {"dump good.nis --frames 'FOLW_Root|Ship'", 0, "...\n  {\"frame\": 72, \"time\": 3, \"at\": [[2, 3, 4, ", "", {}},
       {"dump good.nis --frames Nobody", 2, "", "reelwright: error: no follower is named \"Nobody\"\n" + kSeeHelp, {}},
+      // A script (the one beside by default) adds its events by the import's names; the scene plays on to its last.
+      {"dump good.nis late.script --json", 0,
+       "...\"events\": [\n      {\"line\": 2, \"seconds\": 4, \"block\": null, \"function\": \"cameraCut\", \"arguments\": "
+       "\"\\\"CAM_Main\\\"\", \"target\": \"CAM_Main\"},\n      {\"line\": 3, \"seconds\": 4, \"block\": null, \"function\": "
+       "\"fade\", \"arguments\": \"\\\"Ship\\\", 1\", \"target\": null}\n    ],\n    \"leftOut\": []", "", {}, {{"late.script", kLateScript}}},
+      {"dump good.nis --frames 'FOLW_Root|Ship'", 0, "...\n  {\"frame\": 96, \"time\": 4, \"at\": [[2, 3, 4, ", "", {},
+       {{"good.script", kLateScript}}},
+      {"dump good.nis --json", 0, "...\"lastFrame\": 96,", "", {}, {{"good.script", kLateScript}}},
+      {"dump good.nis gone.script --json", 2, "", "reelwright: gone.script: cannot open the file (No such file or directory)\n", {}},
+      {"dump good.nis cut.script", 2, "", "reelwright: error: dump needs one NIS file\n" + kSeeHelp, {}},
+      {"dump good.nis cut.script bad.script --json", 2, "",
+       "reelwright: error: dump --json needs a NIS file and at most one script\n" + kSeeHelp, {}},
       {"dump good.nis --yaml", 2, "", "reelwright: error: unknown option --yaml\n" + kSeeHelp, {}},
       {"dump cut.nis", 1, "...ANIM at 71, length 1574: partly decoded, stopped at 99: ANIM #1 keyLayout: needs 2 bytes",
        "reelwright: cut.nis: 7 structural faults, listed in the dump\n", {}},
