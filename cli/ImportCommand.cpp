@@ -62,8 +62,9 @@ int ImportCommand(const std::vector<std::string>& words, std::ostream& out, std:
   }
   size_t cameras = 0;
   for (const GltfOutNode& node : scene.nodes) cameras += node.camera ? 1 : 0;
-  out << "scene written to " << args.outputPath << ": " << scene.nodes.size() << " nodes, " << cameras << " cameras, "
-      << scene.times.size() << " frames"
+  const auto counted = [](size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); };
+  out << "scene written to " << args.outputPath << ": " << counted(scene.nodes.size(), "node") << ", "
+      << counted(cameras, "camera") << ", " << counted(scene.times.size(), "frame")
       << (args.scriptPath.empty() ? " (no script)" : " (script " + args.scriptPath + ")") << "\n";
   if (doc.faults.empty()) return kExitOk;
   ReportFileError(err, args.nisPath,

@@ -528,9 +528,14 @@ class SceneBuilder:
 
     def report_text(self):
         c = self.count
-        text = ("Imported %d objects (%d cameras), %d curves, %d objects keyed at every frame, %d events"
-                % (c["objects"], c["cameras"], c["curves"], c["sampled"], c["events"]))
-        return text + (", %d motion paths drawn" % c["paths"] if c["paths"] else "")
+
+        def counted(n, noun):
+            return "%d %s%s" % (n, noun, "" if n == 1 else "s")
+
+        text = "Imported %s (%s), %s, %s keyed at every frame, %s" % (
+            counted(c["objects"], "object"), counted(c["cameras"], "camera"), counted(c["curves"], "curve"),
+            counted(c["sampled"], "object"), counted(c["events"], "event"))
+        return text + (", %s drawn" % counted(c["paths"], "motion path") if c["paths"] else "")
 
 
 class ImportNis(bpy.types.Operator, ImportHelper):

@@ -119,8 +119,8 @@ def check_game_file():
         "Warning: Not mapped: 1 script lines that are no event (kept in the text game.script)",
         "Warning: Not mapped: 20 global events do not fit the 1,023 bytes of the scene's comment: they are markers "
         "named as the call, which the export refuses until some are taken out (all are in the text game.script)",
-        "Info: Imported 6 objects (1 cameras), 19 curves, 2 objects keyed at every frame, 45 events, "
-        "1 motion paths drawn"]
+        "Info: Imported 6 objects (1 camera), 19 curves, 2 objects keyed at every frame, 45 events, "
+        "1 motion path drawn"]
     if reports != expected_reports:
         fail("reports\n%s" % "\n".join(reports))
     scene = bpy.context.scene

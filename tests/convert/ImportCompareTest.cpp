@@ -94,7 +94,7 @@ TEST(ImportCompare, OurExportComesBackWithItsScript) {
   ASSERT_EQ(Reelwright(scratch, "export fleet.ms3d -q").code, 0);
   const Outcome import = Reelwright(scratch, "import fleet.nis");
   // Played on to the script's last events, at 48 s, as the page and dump --frames play it.
-  EXPECT_EQ(import.out, "scene written to fleet.glb: 3 nodes, 1 cameras, 1153 frames (script fleet.script)\n");
+  EXPECT_EQ(import.out, "scene written to fleet.glb: 3 nodes, 1 camera, 1153 frames (script fleet.script)\n");
   ASSERT_EQ(Reelwright(scratch, "export fleet.glb -o back.nis -q").code, 0);
   const Outcome compared = Reelwright(scratch, "compare fleet.nis back.nis");
   EXPECT_EQ(compared.code, 0) << compared.out;
@@ -250,7 +250,7 @@ TEST(ImportCompare, RefusalsAndDifferencesSayWhatAndLeaveFilesAsTheyWere) {
       {"import text.nis", 2, "...text.nis: ", ""},
       {"import", 2, "reelwright: error: import needs a NIS file and at most one script\n", ""},
       {"import a.nis -o missing/s.glb", 2, "...the folder missing/ does not exist\n", ""},
-      {"import a.nis -o old.glb --force", 0, "scene written to old.glb: 2 nodes, 1 cameras, 73 frames (no script)\n",
+      {"import a.nis -o old.glb --force", 0, "scene written to old.glb: 2 nodes, 1 camera, 73 frames (no script)\n",
        "old.glb"},
       {"import huge.nis", 1, "...huge.nis: error: frames 0 to ", ""},
       {"compare huge.nis a.nis", 1, "...followers are more than the 4000000 poses a run samples\n", ""},
